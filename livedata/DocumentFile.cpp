@@ -1,0 +1,75 @@
+#include "livedata/DocumentFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <stdio.h>
+#include <string.h>
+#include <unistd.h>
+
+#include "livedata/Globals.h"
+#include "livedata/Timestamp.h"
+#include "platform/common_api.h"
+
+DocumentFile::DocumentFile(size_t expectedSize) { text_.reserve(expectedSize); }
+
+DocumentFile::~DocumentFile() {
+  if (fd_ >= 0) ::close(fd_);
+}
+
+bool DocumentFile::open(const char* path) {
+  if (fd_ >= 0) close();
+  text_.clear();
+  fd_ = ::open(path, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd_ < 0) return false;
+  chown_to_parent_dir(path);
+  return true;
+}
+
+void DocumentFile::printf(const char* format, ...) {
+  char line[512];
+  va_list args;
+  va_start(args, format);
+  int length = vsnprintf(line, sizeof line, format, args);
+  va_end(args);
+  if (length < 0) return;
+  if (static_cast<size_t>(length) < sizeof line) {
+    text_.append(line, static_cast<size_t>(length));
+    return;
+  }
+  // Rare long line: format straight into the buffer's tail.
+  size_t start = text_.size();
+  text_.resize(start + static_cast<size_t>(length) + 1);
+  va_start(args, format);
+  vsnprintf(&text_[start], static_cast<size_t>(length) + 1, format, args);
+  va_end(args);
+  text_.resize(start + static_cast<size_t>(length));
+}
+
+void DocumentFile::append(const char* text) { text_.append(text); }
+
+void DocumentFile::append(const char* text, size_t length) { text_.append(text, length); }
+
+void DocumentFile::timestamp(const ZUL_TIMESTAMP_8B_STRUCT& ts) {
+  char text[kTimestampTextSize];
+  int length = sprint_out_ZUL_8byte_timestamp(text, &ts, timestamp_print_out_format);
+  if (length > 0) text_.append(text, static_cast<size_t>(length));
+}
+
+void DocumentFile::close() {
+  if (fd_ < 0) return;
+  const char* next = text_.data();
+  size_t left = text_.size();
+  while (left > 0) {
+    ssize_t written = ::write(fd_, next, left);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      break;
+    }
+    next += written;
+    left -= static_cast<size_t>(written);
+  }
+  fsync(fd_);
+  ::close(fd_);
+  fd_ = -1;
+}

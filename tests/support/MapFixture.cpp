@@ -1,0 +1,48 @@
+#include "tests/support/MapFixture.h"
+
+#include <stdlib.h>
+
+#include <stdexcept>
+
+#include "livedata/Globals.h"
+
+namespace testsupport {
+
+MapFixture::MapFixture(const std::string& catalogText) : mapPath_(dir_.file("datamap")) {
+  std::string error;
+  if (!dmhost::HostDatamap::createFromCatalogText(mapPath_, catalogText, "test catalogue",
+                                                  &error)) {
+    throw std::runtime_error("cannot create map: " + error);
+  }
+  if (!writer_.open(mapPath_, &error)) throw std::runtime_error("cannot open map: " + error);
+  setenv("DATAMAP_FILE", mapPath_.c_str(), 1);
+  dm_close_map(&dm);
+  if (dm_open_map(&dm) != 0) throw std::runtime_error("dm_open_map failed on " + mapPath_);
+}
+
+MapFixture::~MapFixture() {
+  dm_close_map(&dm);
+  writer_.close();
+  unsetenv("DATAMAP_FILE");
+}
+
+void MapFixture::set(const std::string& key, const std::string& value) {
+  std::string error;
+  if (!writer_.setText(key, value, &error)) throw std::runtime_error(error);
+}
+
+void MapFixture::fail(const std::string& key, int code) {
+  std::string error;
+  if (!writer_.setFail(key, code, &error)) throw std::runtime_error(error);
+}
+
+void MapFixture::writeBlock(int block, size_t offset, const std::string& bytes) {
+  writeBlock(block, offset, bytes.data(), bytes.size());
+}
+
+void MapFixture::writeBlock(int block, size_t offset, const void* data, size_t length) {
+  std::string error;
+  if (!writer_.writeBlock(block, offset, data, length, &error)) throw std::runtime_error(error);
+}
+
+}  // namespace testsupport

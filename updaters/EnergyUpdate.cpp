@@ -1,0 +1,5 @@
+#include "updaters/EnergyUpdate.h"
+
+EnergyUpdate::EnergyUpdate() {}
+
+EnergyUpdate::~EnergyUpdate() {}

@@ -1,0 +1,5 @@
+#include "updaters/FlickerUpdate.h"
+
+FlickerUpdate::FlickerUpdate() {}
+
+FlickerUpdate::~FlickerUpdate() {}

@@ -1,0 +1,5 @@
+#include "updaters/PhasorUpdate.h"
+
+PhasorUpdate::PhasorUpdate() {}
+
+PhasorUpdate::~PhasorUpdate() {}

@@ -1,0 +1,5 @@
+#include "updaters/SymmUpdate.h"
+
+SymmUpdate::SymmUpdate() {}
+
+SymmUpdate::~SymmUpdate() {}

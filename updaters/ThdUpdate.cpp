@@ -1,0 +1,5 @@
+#include "updaters/ThdUpdate.h"
+
+ThdUpdate::ThdUpdate() {}
+
+ThdUpdate::~ThdUpdate() {}
