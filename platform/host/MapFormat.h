@@ -1,0 +1,100 @@
+// On-file layout of the host datamap and a validated view of one mapping.
+//
+// File layout (all words in the byte order of the machine that made the file):
+//   MapHeader (64 bytes)
+//   keyCount MapRecord entries (224 bytes each)
+//   hash table: hashSlots 32-bit words (0 = empty, else record index + 1)
+//   the four data blocks 1, 2, 18, 19 (kBlockSize bytes each, 4096-aligned start)
+// The layout is fully determined by keyCount and hashSlots, so a view checks
+// every offset and size against what they imply and against the file size.
+//
+// Thread-safety: a MapView is immutable after attach() and may be shared by
+// threads. The key text, type and size of a record never change after the file
+// is created; the value, sequence counter and failure code are accessed only
+// atomically (see EntrySeqLock).
+#ifndef PLATFORM_HOST_MAPFORMAT_H_
+#define PLATFORM_HOST_MAPFORMAT_H_
+
+#include <stddef.h>
+#include <stdint.h>
+
+namespace dmhost {
+
+constexpr char kMapMagic[8] = {'L', 'D', 'U', 'D', 'M', 'A', 'P', '\0'};
+constexpr uint32_t kMapFormatVersion = 1;
+constexpr uint32_t kByteOrderMark = 0x01020304u;
+constexpr size_t kKeyCapacity = 128;    // key text including its NUL
+constexpr size_t kValueCapacity = 64;   // largest value (string64)
+constexpr uint32_t kMaxKeys = 1u << 20;
+constexpr int kBlockNumbers[4] = {1, 2, 18, 19};
+constexpr size_t kBlockAlign = 4096;
+
+struct MapHeader {
+  char magic[8];
+  uint32_t formatVersion;
+  uint32_t byteOrder;
+  uint32_t headerSize;
+  uint32_t recordSize;
+  uint32_t keyCount;
+  uint32_t hashSlots;
+  uint32_t recordsOffset;
+  uint32_t hashOffset;
+  uint32_t blocksOffset;
+  uint32_t blockCount;
+  uint32_t blockSize;
+  uint32_t reserved;
+  uint64_t totalSize;
+};
+static_assert(sizeof(MapHeader) == 64, "header layout");
+
+struct MapRecord {
+  uint32_t seq;       // sequence counter: odd while a writer is inside
+  int32_t failCode;   // injected read failure, 0 = none
+  uint32_t type;      // type code as dm_get_info reports it
+  uint32_t size;      // storage size in bytes (<= kValueCapacity)
+  uint32_t reserved[4];
+  uint32_t value[kValueCapacity / 4];  // accessed word by word, atomically
+  char key[kKeyCapacity];
+};
+static_assert(sizeof(MapRecord) == 224, "record layout");
+
+// Storage size of a type code; every code 0..255 has one.
+uint32_t storageSize(uint32_t type);
+// FNV-1a hash of a key text.
+uint32_t keyHash(const char* key, size_t length);
+// Number of hash slots for keyCount keys (a power of two, load <= 1/2).
+uint32_t hashSlotsFor(uint32_t keyCount);
+// Fills a header with the layout implied by keyCount.
+void describeLayout(uint32_t keyCount, MapHeader* header);
+
+// A validated view of a mapped map file.
+class MapView {
+ public:
+  // Checks the header and every record of the mapping [base, base + size).
+  // Returns false (and leaves the view empty) when anything is inconsistent.
+  bool attach(unsigned char* base, size_t size);
+
+  uint32_t keyCount() const { return keyCount_; }
+  // Record by index; null when the index names no key.
+  MapRecord* record(uint32_t index) const {
+    return index < keyCount_ ? records_ + index : nullptr;
+  }
+  // Index of key, or DM_INDEX_NONE. Hash entries are checked before use.
+  uint32_t find(const char* key) const;
+  // Start of data block number (1, 2, 18, 19), or null.
+  unsigned char* block(int number) const;
+
+ private:
+  bool recordValid(const MapRecord& record) const;
+
+  unsigned char* base_ = nullptr;
+  MapRecord* records_ = nullptr;
+  uint32_t* hash_ = nullptr;
+  unsigned char* blocks_ = nullptr;
+  uint32_t keyCount_ = 0;
+  uint32_t hashSlots_ = 0;
+};
+
+}  // namespace dmhost
+
+#endif  // PLATFORM_HOST_MAPFORMAT_H_

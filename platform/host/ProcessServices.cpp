@@ -1,0 +1,149 @@
+// Host implementation of the process housekeeping calls of common_api.h:
+// finding another instance, detaching, the pid file and file ownership.
+//
+// Thread-safety: meant for the start-up thread; chown_to_parent_dir may be
+// called from any thread.
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <limits.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "platform/common_api.h"
+
+namespace {
+
+// Reads /proc/<pid>/comm (without its newline); false when it cannot be read.
+bool readComm(const std::string& pid, std::string* comm) {
+  FILE* file = fopen(("/proc/" + pid + "/comm").c_str(), "re");
+  if (file == nullptr) return false;
+  char text[64] = {};
+  bool ok = fgets(text, sizeof(text), file) != nullptr;
+  fclose(file);
+  if (!ok) return false;
+  text[strcspn(text, "\n")] = '\0';
+  *comm = text;
+  return true;
+}
+
+// A zombie has already ended; it does not count as a running instance.
+bool isZombie(const std::string& pid) {
+  FILE* file = fopen(("/proc/" + pid + "/stat").c_str(), "re");
+  if (file == nullptr) return true;  // gone meanwhile
+  char text[512] = {};
+  size_t length = fread(text, 1, sizeof(text) - 1, file);
+  fclose(file);
+  text[length] = '\0';
+  const char* close = strrchr(text, ')');  // comm may itself hold blanks or ')'
+  return close == nullptr || (close[1] == ' ' && close[2] == 'Z');
+}
+
+bool isNumber(const char* text) {
+  if (*text == '\0') return false;
+  for (; *text != '\0'; ++text) {
+    if (*text < '0' || *text > '9') return false;
+  }
+  return true;
+}
+
+// Creates every missing directory above path (mode 0755).
+void makeParentDirs(const std::string& path) {
+  for (size_t slash = path.find('/', 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
+    mkdir(path.substr(0, slash).c_str(), 0755);
+  }
+}
+
+bool writeText(int fd, const std::string& text) {
+  size_t done = 0;
+  while (done < text.size()) {
+    ssize_t n = write(fd, text.data() + done, text.size() - done);
+    if (n < 0 && errno == EINTR) continue;
+    if (n <= 0) return false;
+    done += static_cast<size_t>(n);
+  }
+  return true;
+}
+
+}  // namespace
+
+int process_comm_pid(int) {
+  std::string own;
+  if (!readComm("self", &own)) return -1;
+  DIR* proc = opendir("/proc");
+  if (proc == nullptr) return -1;
+  const std::string self = std::to_string(getpid());
+  int found = 0;
+  while (struct dirent* entry = readdir(proc)) {
+    if (!isNumber(entry->d_name) || self == entry->d_name) continue;
+    std::string comm;
+    if (readComm(entry->d_name, &comm) && comm == own && !isZombie(entry->d_name)) {
+      found = atoi(entry->d_name);
+      break;
+    }
+  }
+  closedir(proc);
+  return found;
+}
+
+// Standard output and error are left as they are: a daemon started from a
+// terminal keeps printing there, one started by a service manager writes to
+// the journal or wherever the manager pointed them.
+int daemonize_withSTDFILE(void) {
+  pid_t child = fork();
+  if (child < 0) return -1;
+  if (child > 0) _exit(0);
+  if (setsid() < 0) return -1;
+  child = fork();
+  if (child < 0) return -1;
+  if (child > 0) _exit(0);
+  if (chdir("/") != 0) return -1;
+  int null = open("/dev/null", O_RDONLY | O_CLOEXEC);
+  if (null < 0) return -1;
+  int status = dup2(null, STDIN_FILENO) < 0 ? -1 : 0;
+  close(null);
+  return status;
+}
+
+// mode selects a file mode on the meter; on the host the file is always
+// written with mode 0644 (less the umask).
+int set_pid_file_version(int* pid, const char* path, int, const char* version) {
+  int own = static_cast<int>(getpid());
+  if (pid != nullptr) *pid = own;
+  if (path == nullptr || path[0] == '\0') return -1;
+  makeParentDirs(path);
+  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  if (fd < 0) return -1;
+  std::string text = std::to_string(own) + "\n" + (version != nullptr ? version : "") + "\n";
+  bool ok = writeText(fd, text);
+  ok = close(fd) == 0 && ok;
+  return ok ? 0 : -1;
+}
+
+int chown_to_parent_dir(const char* path) {
+  if (path == nullptr || path[0] == '\0') return -1;
+  // Runs for every document in every cycle: the directory name goes into a
+  // stack buffer, so that the updaters' steady state makes no heap allocation.
+  char dir[PATH_MAX];
+  const char* slash = strrchr(path, '/');
+  if (slash == nullptr) {
+    snprintf(dir, sizeof dir, ".");
+  } else if (slash == path) {
+    snprintf(dir, sizeof dir, "/");
+  } else {
+    size_t length = static_cast<size_t>(slash - path);
+    if (length >= sizeof dir) return -1;
+    memcpy(dir, path, length);
+    dir[length] = '\0';
+  }
+  struct stat st;
+  if (stat(dir, &st) != 0) return -1;
+  return chown(path, st.st_uid, st.st_gid) == 0 ? 0 : -1;
+}

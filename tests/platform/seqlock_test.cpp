@@ -1,0 +1,160 @@
+// Concurrent writers never let readers see a torn value, and a writer that died
+// inside an entry makes readers fail with -6 in bounded time, never hang.
+#include <signal.h>
+#include <stdlib.h>
+#include <string.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <chrono>
+#include <string>
+#include <thread>
+#include <vector>
+
+#include <gtest/gtest.h>
+
+#include "platform/datamap.h"
+#include "platform/host/EntrySeqLock.h"
+#include "platform/host/HostDatamap.h"
+#include "platform/host/MappedMap.h"
+#include "tests/support/TempDir.h"
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+class SeqLockTest : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    path_ = dir_.file("datamap");
+    std::string error;
+    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(
+        path_, "text string64\nword uint64\nvalue flt64 1.5\nts ts12\n", "c", &error))
+        << error;
+    setenv("DATAMAP_FILE", path_.c_str(), 1);
+    ASSERT_EQ(0, dm_open_map(&dm_));
+  }
+  void TearDown() override {
+    dm_close_map(&dm_);
+    unsetenv("DATAMAP_FILE");
+  }
+  unsigned int index(const char* key) {
+    unsigned int i = 0, size = 0, type = 0;
+    EXPECT_EQ(0, dm_get_info(&dm_, key, &i, &size, &type));
+    return i;
+  }
+
+  testsupport::TempDir dir_;
+  std::string path_;
+  DM_SYS_DATA_BLOK_USER dm_ = {nullptr};
+};
+
+// Writes patterned values: 63 equal letters, and a 64-bit word whose halves match.
+void hammer(const std::string& path, unsigned seed, const std::atomic<bool>* stop,
+            Clock::time_point until) {
+  dmhost::HostDatamap map;
+  std::string error;
+  if (!map.open(path, &error)) return;
+  dmhost::KeyInfo text, word;
+  map.lookup("text", &text);
+  map.lookup("word", &word);
+  for (unsigned n = seed; (stop == nullptr || !stop->load(std::memory_order_relaxed)) &&
+                          Clock::now() < until;
+       ++n) {
+    map.setString(text.index, std::string(63, static_cast<char>('a' + n % 26)));
+    unsigned long long half = n * 2654435761u;
+    map.setUnsigned(word.index, (half << 32) | (half & 0xFFFFFFFFu));
+    if (n % 64 == 0) std::this_thread::yield();
+  }
+}
+
+TEST_F(SeqLockTest, ReadersNeverSeeTornValues) {
+  const auto until = Clock::now() + std::chrono::milliseconds(600);
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    hammer(path_, 1000, nullptr, until);
+    _exit(0);
+  }
+  std::atomic<bool> stop{false};
+  std::thread writer(hammer, path_, 7u, &stop, until);
+  std::atomic<long> consistent{0};
+  std::atomic<long> torn{0};
+  auto reader = [&] {
+    unsigned int textIndex = index("text");
+    unsigned int wordIndex = index("word");
+    while (Clock::now() < until) {
+      char text[64];
+      if (dm_read_STRING(&dm_, textIndex, text, 0, nullptr) == 0) {
+        bool same = text[63] == '\0';
+        for (int i = 1; i < 63; ++i) same = same && text[i] == text[0];
+        (same ? consistent : torn).fetch_add(1, std::memory_order_relaxed);
+      }
+      unsigned long long word = 0;
+      if (dm_read_uint64(&dm_, wordIndex, &word, 0, nullptr) == 0) {
+        bool same = (word >> 32) == (word & 0xFFFFFFFFu);
+        (same ? consistent : torn).fetch_add(1, std::memory_order_relaxed);
+      }
+    }
+  };
+  std::thread r1(reader);
+  std::thread r2(reader);
+  r1.join();
+  r2.join();
+  stop = true;
+  writer.join();
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  EXPECT_EQ(0, torn.load());
+  EXPECT_GT(consistent.load(), 100);
+}
+
+TEST_F(SeqLockTest, DeadWriterGivesBusyInBoundedTimeAndIsTakenOver) {
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {  // dies inside the entry of "value"
+    dmhost::MappedMap map;
+    std::string error;
+    if (!map.open(path_, dmhost::MappedMap::kReadWrite, &error)) _exit(1);
+    dmhost::EntrySeqLock::abandonMidWrite(*map.view().record(map.view().find("value")));
+    _exit(0);
+  }
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status) && WEXITSTATUS(status) == 0);
+
+  double value = 9.0;
+  auto start = Clock::now();
+  EXPECT_EQ(DM_ERR_BUSY, dm_read_flt64(&dm_, index("value"), &value, 0, nullptr));
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(1));
+  EXPECT_EQ(9.0, value);
+  unsigned long long word = 1;
+  EXPECT_EQ(0, dm_read_uint64(&dm_, index("word"), &word, 0, nullptr));  // others unaffected
+  EXPECT_EQ(0u, word);
+
+  dmhost::HostDatamap writer;
+  std::string error;
+  ASSERT_TRUE(writer.open(path_, &error)) << error;
+  start = Clock::now();
+  EXPECT_TRUE(writer.setText("value", "2.5", &error)) << error;
+  EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
+  EXPECT_EQ(0, dm_read_flt64(&dm_, index("value"), &value, 0, nullptr));
+  EXPECT_EQ(2.5, value);
+}
+
+TEST_F(SeqLockTest, ConcurrentWritersOfOneEntryStayWhole) {
+  dmhost::HostDatamap a, b;
+  std::string error;
+  ASSERT_TRUE(a.open(path_, &error) && b.open(path_, &error));
+  const auto until = Clock::now() + std::chrono::milliseconds(200);
+  std::thread ta(hammer, path_, 3u, nullptr, until);
+  std::thread tb(hammer, path_, 11u, nullptr, until);
+  ta.join();
+  tb.join();
+  char text[64];
+  ASSERT_EQ(0, dm_read_STRING(&dm_, index("text"), text, 0, nullptr));
+  EXPECT_EQ(std::string(63, text[0]), std::string(text));
+}
+
+}  // namespace
