@@ -75,12 +75,17 @@ class LiveData {
   static void* cmd_process_thread(void* self);
   // The updater cycle; returns 0 when the running flag is cleared.
   int update_thread(bool writeThrough);
+  // One cycle: getData, displayData and, with write-through, the document write.
+  void runCycle(bool writeThrough);
 
   bool isRunning() const { return running_.load(std::memory_order_relaxed); }
   void setWriteThrough(bool on) { writeThrough_ = on; }
   bool getWriteThrough() const { return writeThrough_; }
   pthread_t getThreadId() const { return threadId_; }
   uint32_t getDebugMaskBits() const { return debugMaskBits_; }
+  // Value of WEB_ROOT captured at construction ("" when unset); prefix of the
+  // output paths that start-up hands to setJsonFile.
+  const char* getWebRoot() const { return webRoot_; }
 
  protected:
   // True when debug output is on for this updater (debug set and debugMask

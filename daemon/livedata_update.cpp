@@ -1,0 +1,237 @@
+// livedata_update: the meter's live-data service. Start-up runs in one thread in a
+// fixed order (instance check, options, version, runtime file, daemon, shutdown
+// routine, pid file, profile label, datamap, enumerations, updaters); the main
+// thread then stays in the heartbeat loop for the life of the process, which ends
+// only by exit (running daemonShutdown) or by a signal.
+#include <getopt.h>
+#include <stdio.h>
+#include <stdlib.h>
+#include <string.h>
+#include <unistd.h>
+
+#include <string>
+
+#include "daemon/AppUsage.h"
+#include "daemon/DaemonShutdown.h"
+#include "daemon/VersionInformation.h"
+#include "daemon/livedata_update_Runtime.h"
+#include "livedata/DmAccess.h"
+#include "livedata/Globals.h"
+#include "platform/common_api.h"
+#include "platform/datamap.h"
+
+namespace {
+
+const char kRuntimeFile[] = "/home/korvo.data/test/livedata_update_runtime.xml";
+const char kSettingsFile[] = "/home/korvo.data/root/kv7720.kps";
+const char kJsonDir[] = "/home/korvo.web/lighttpd/www/htdocs/common_ui/json/";
+
+// Datamap indexes of the three enumerations, kept for the main loop's re-reads.
+unsigned int hookupIndex = DM_INDEX_NONE;
+unsigned int frequencyTypeIndex = DM_INDEX_NONE;
+unsigned int phaseTypeIndex = DM_INDEX_NONE;
+
+// The meter's fixed paths below $LIVEDATA_ROOT (empty on the meter).
+std::string meterPath(const char* path) {
+  const char* root = getenv("LIVEDATA_ROOT");
+  return std::string(root != nullptr ? root : "") + path;
+}
+
+void refuseSecondInstance() {
+  int other = process_comm_pid(0);
+  if (other > 0) {
+    printf("process \"livedata_update\" is running, pid = %d, please close it and then restart "
+           "process\n",
+           other);
+    exit(-10);
+  }
+}
+
+// Parses the options; returns the "-p" argument (null when not given).
+const char* parseOptions(int argc, char** argv) {
+  const char* pidFile = nullptr;
+  int option;
+  while ((option = getopt(argc, argv, "?dm:p:Vh")) != -1) {
+    switch (option) {
+      case 'd':
+        debug = true;
+        debugMask = 0xFFFFFFFFu;
+        break;
+      case 'm':
+        debugMask = static_cast<uint32_t>(strtoul(optarg, nullptr, 0));
+        break;
+      case 'p':
+        pidFile = optarg;
+        break;
+      case 'V':
+        print_out_app_version();
+        exit(-1);
+      case '?':
+        print_out_app_short_usage(argv[0]);
+        exit(0);
+      default:
+        print_out_app_usage_help(stdout, argv[0]);
+        exit(1);
+    }
+  }
+  return pidFile;
+}
+
+// strncpy's bounded copy: a value of 36 characters or more is cut without a
+// terminator (the version values are kept shorter than that).
+template <size_t N>
+void boundedCopy(char (&target)[N], const char* value) {
+  size_t i = 0;
+  for (; i < N && value[i] != '\0'; ++i) target[i] = value[i];
+  for (; i < N; ++i) target[i] = '\0';
+}
+
+void copyVersionTexts() {
+  char value[kVersionRecordSize];
+  boundedCopy(version, VI_record_value(kVerFileVersion, value));
+  boundedCopy(buildtime, VI_record_value(kVerFileDate, value));
+  if (debug) printf("version: %s built: %s\n", version, buildtime);
+}
+
+void writePidFile(const char* pidFileOption) {
+  if (pidFileOption != nullptr && pidFileOption[0] != '\0') ldu_Runtime.setPidFile(pidFileOption);
+  int pid = 0;
+  set_pid_file_version(&pid, ldu_Runtime.pidFile(), 65, version);
+}
+
+void openDatamap() {
+  if (dm_open_map(&dm) != 0) {
+    if (debug) printf("error in dm_open_map\n");
+    exit(-1);
+  }
+}
+
+// Reads one enumeration at start-up; on failure the value is 0 and failBit is set
+// in profile_status.
+void readEnumeration(const char* key, std::atomic<uint32_t>* target, unsigned int* index,
+                     uint32_t failBit) {
+  unsigned short value = 0;
+  if (dm_key_read_uint16(&dm, key, &value, index) == 0) {
+    target->store(value, std::memory_order_relaxed);
+  } else {
+    target->store(0, std::memory_order_relaxed);
+    profile_status |= failBit;
+  }
+}
+
+void readEnumerations() {
+  profile_status = 0;
+  readEnumeration("sys.enumeration.hookup", &hookup, &hookupIndex, 0x1);
+  readEnumeration("sys.enumeration.frequency_type", &frequency_type, &frequencyTypeIndex, 0x2);
+  readEnumeration("sys.enumeration.phase_type", &phase_type, &phaseTypeIndex, 0x4);
+}
+
+// Re-reads an enumeration by index; a failed read leaves the value as it was.
+void refreshEnumeration(unsigned int index, std::atomic<uint32_t>* target) {
+  unsigned int value = target->load(std::memory_order_relaxed);
+  unsigned int scratch = 0;
+  dm_read_uint32(&dm, index, &value, 0, &scratch);
+  target->store(value, std::memory_order_relaxed);
+}
+
+// The output path of a document: the web root the flicker updater captured,
+// then the web server's JSON directory and the file name.
+std::string documentPath(const char* fileName) {
+  return std::string(flicker->getWebRoot()) + kJsonDir + fileName;
+}
+
+// Registers a new updater (the vector grows by one, filled with it), clears its
+// write-through flag (each updater writes its own document) and sets its period.
+void addUpdater(LiveData* updater, int interval) {
+  liveDataThreads.resize(liveDataThreads.size() + 1, updater);
+  updater->setWriteThrough(false);
+  updater->setInterval(interval);
+}
+
+void startFlicker() {
+  if (debug) puts("creating flicker thread");
+  flicker = new FlickerUpdate();
+  puts("flicker1");
+  liveDataThreads.resize(liveDataThreads.size() + 1, flicker);
+  puts("flicker2");
+  flicker->setWriteThrough(false);
+  flicker->setInterval(ldu_Runtime.flickerInterval());
+  puts("flicker3");
+  flicker->setJsonFile(documentPath("flicker_data.json").c_str());
+  puts("flicker4");
+  puts("flicker4");
+  flicker->run();
+}
+
+void startUpdaters() {
+  startFlicker();
+
+  if (debug) puts("creating thd thread");
+  thd = new ThdUpdate();
+  addUpdater(thd, 3000);  // fixed: the runtime thd interval is not used
+  thd->setJsonFile(documentPath("thd_data.json").c_str());
+  thd->run();
+
+  if (debug) puts("creating energy thread");
+  energy = new EnergyUpdate();
+  addUpdater(energy, ldu_Runtime.energyInterval());
+  energy->setJsonFile(documentPath("energy_data.json").c_str());
+  energy->run();
+
+  phasor = new PhasorUpdate();
+  addUpdater(phasor, ldu_Runtime.phasorInterval());
+  phasor->setJsonFile(documentPath("phasor_data.json").c_str());
+  phasor->run();
+
+  if (debug) puts("creating polling thread");
+  polling = new PollingUpdate();
+  addUpdater(polling, ldu_Runtime.pollingInterval());
+  polling->setJsonFile(documentPath("polling_data.json").c_str());
+  polling->run();
+  if (debug) puts("creating led thread");
+  polling->run(polling->ledThreadId(), PollingUpdate::led_process_thread);
+
+  if (debug) puts("creating symm thread");
+  symm = new SymmUpdate();
+  // The symmetrical components follow the phasor period on purpose.
+  addUpdater(symm, ldu_Runtime.phasorInterval());
+  symm->setJsonFile(documentPath("symmetrical_components.json").c_str());
+  symm->run();
+}
+
+[[noreturn]] void heartbeatLoop() {
+  if (debug) puts("entering main loop");
+  for (;;) {
+    sleep(static_cast<unsigned int>(ldu_Runtime.heartbeatInterval()));
+    if (ldu_Runtime.heartbeatEnable()) {
+      if (debug) puts("heartbeat...");
+      heartbeat_notify();
+    }
+    refreshEnumeration(hookupIndex, &hookup);
+    refreshEnumeration(frequencyTypeIndex, &frequency_type);
+    refreshEnumeration(phaseTypeIndex, &phase_type);
+  }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+  // Line-buffered even into a file or pipe: every line is out when it is printed,
+  // and nothing buffered is written twice when the process forks to daemonize.
+  setvbuf(stdout, nullptr, _IOLBF, 0);
+
+  refuseSecondInstance();
+  const char* pidFileOption = parseOptions(argc, argv);
+  copyVersionTexts();
+  ldu_Runtime.loadRuntimeFile(meterPath(kRuntimeFile).c_str());
+  if (!debug && ldu_Runtime.daemonize()) daemonize_withSTDFILE();
+  atexit(daemonShutdown);
+  writePidFile(pidFileOption);
+  ldu_Runtime.print_profile_label(meterPath(kSettingsFile).c_str());
+  setenv("OPENSSL_ppccap", "0x0", 1);
+  openDatamap();
+  readEnumerations();
+  timestamp_print_out_format = 0;
+  startUpdaters();
+  heartbeatLoop();
+}
