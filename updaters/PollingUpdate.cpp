@@ -1,16 +1,402 @@
 #include "updaters/PollingUpdate.h"
 
-PollingUpdate::PollingUpdate() {}
+#include <errno.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/epoll.h>
+#include <sys/eventfd.h>
+#include <unistd.h>
 
-PollingUpdate::~PollingUpdate() { stop(&ledThreadId_, ledEventFd_); }
+#include "livedata/Globals.h"
+#include "livedata/RuntimeLog.h"
+#include "platform/common_api.h"
+
+namespace {
+
+enum Family { kVolts, kCurrents, kWatts, kVars, kVas, kFamilies };
+
+// A measurement family: key and message names, its channels in channels_ and its
+// peaks (2: max, min; 4: positive max, positive min, negative max, negative min).
+struct FamilyInfo {
+  const char* keyName;      // as in "reading.1sec.<keyName>.<channel>"
+  const char* messageName;  // as in "data.<messageName>.<channel>.avg"
+  const char* arrayName;    // the document's array
+  int first;
+  int count;
+  int peaks;
+  bool flagsFirst;  // all validity flags are resolved before the values
+};
+
+const FamilyInfo kFamily[kFamilies] = {
+    {"volt", "volt", "volts", 0, 7, 2, false},
+    {"current", "current", "currents", 7, 5, 2, false},
+    {"power.watt", "watt", "watts", 12, 4, 4, true},
+    {"power.var", "var", "vars", 16, 4, 4, true},
+    {"power.va", "va", "vas", 20, 4, 2, true},
+};
+
+// Channel names in keys and in messages (the auxiliary current is "x" in keys,
+// "aux" in messages).
+const char* const kChannelKey[24] = {"an", "bn", "cn", "ab", "bc", "ca",    "aux", "a",
+                                     "b",  "c",  "n",  "x",  "a",  "b",     "c",   "total",
+                                     "a",  "b",  "c",  "total", "a", "b", "c", "total"};
+const char* const kChannelMessage[24] = {"an", "bn", "cn", "ab", "bc", "ca",    "aux", "a",
+                                         "b",  "c",  "n",  "aux", "a", "b",     "c",   "total",
+                                         "a",  "b",  "c",  "total", "a", "b", "c", "total"};
+
+// Peak kinds: key prefixes, and message names for 2-peak and 4-peak families.
+const char* const kPeakKey[4] = {"posmax", "posmin", "negmax", "negmin"};
+const char* const kPeakMessage2[2] = {"max", "min"};
+const char* const kPeakMessage4[4] = {"pmax", "pmin", "nmax", "nmin"};
+
+// Output order of the peaks: the negative minimum comes before the negative maximum.
+const int kPeakOutputOrder[4] = {0, 1, 3, 2};
+
+// Voltage read orders: the an reading is read a second time, as are the bn peaks.
+const int kVoltReadingOrder[8] = {0, 1, 2, 3, 4, 5, 6, 0};
+const int kVoltPeakOrder[8] = {0, 1, 1, 2, 3, 4, 5, 6};
+const int kCurrentOrder[5] = {0, 1, 2, 3, 4};
+const int kPowerOrder[4] = {0, 1, 2, 3};
+
+// Unit divisors: single-precision constants widened to double, as the meter's
+// firmware computes them.
+const double kKilo = static_cast<double>(1000.0f);
+const double kMega = static_cast<double>(1000000.0f);
+
+const char* const kHookupLine[5] = {
+    "\"hookup\":\"Wye\",\n",          "\"hookup\":\"Delta 3CTs\",\n",
+    "\"hookup\":\"Delta 2CTs\",\n",   "\"hookup\":\"2.5 Element WYE\",\n",
+    "\"hookup\":\"4 Wire Delta\",\n",
+};
+
+void reportError(const char* what, int error) {
+  fprintf(stderr, "PollingUpdate %s error=%d\n", what, error);
+  runtime_log("PollingUpdate %s error=%d\n", what, error);
+}
+
+}  // namespace
+
+PollingUpdate::PollingUpdate() : document_(8192) {
+  addDebugMaskBits(kDebugPolling);
+  designationJson_.reserve(2 * kDmTextSize);
+  ledEpollFd_ = epoll_create(1);
+  if (ledEpollFd_ < 0) reportError("epoll_create", errno);
+  ledEventFd_ = eventfd(0, 0);
+  if (ledEventFd_ < 0) reportError("eventfd", errno);
+  struct epoll_event event;
+  memset(&event, 0, sizeof event);
+  event.events = EPOLLIN;
+  event.data.fd = ledEventFd_;
+  if (epoll_ctl(ledEpollFd_, EPOLL_CTL_ADD, ledEventFd_, &event) < 0) {
+    reportError("epoll_ctl EPOLL_CTL_ADD", errno);
+  }
+}
+
+PollingUpdate::~PollingUpdate() {
+  stop(&ledThreadId_, ledEventFd_);
+  // Also end the updater thread here, before the members it uses go away.
+  stop();
+  struct epoll_event event;
+  memset(&event, 0, sizeof event);
+  if (epoll_ctl(ledEpollFd_, EPOLL_CTL_DEL, ledEventFd_, &event) < 0) {
+    reportError("epoll_ctl EPOLL_CTL_DEL", errno);
+  }
+  if (ledEventFd_ >= 0) close(ledEventFd_);
+  if (ledEpollFd_ >= 0) close(ledEpollFd_);
+}
+
+int PollingUpdate::init() {
+  if (debugEnabled()) printf("PollingUpdate init...\n");
+  return initDmIndex();
+}
+
+int PollingUpdate::initDmIndex() {
+  unsigned int digin = diginIndex_.load(std::memory_order_relaxed);
+  resolve_dm_key("reading.digin.flag", &digin);
+  diginIndex_.store(digin, std::memory_order_relaxed);
+  resolve_dm_key("posmin.valid.thermal.freq", &thermalValid_.index);
+  resolve_dm_key("reading.1sec.freq", &frequency_.index);
+  resolveChannels();
+  resolve_dm_key("reading.1sec.pf.a.string", &powerFactors_[0].index);
+  resolve_dm_key("reading.1sec.pf.b.string", &powerFactors_[1].index);
+  resolve_dm_key("reading.1sec.pf.c.string", &powerFactors_[2].index);
+  resolve_dm_key("reading.1sec.pf.total.string", &powerFactors_[3].index);
+  resolve_dm_key("dev.pf_displayment.setting.string", &powerFactorDisplay_.index);
+  resolve_dm_key("dev.designation", &designation_.index);
+  resolve_dm_key("reading.time.ltc", &localTime_.index);
+  resolve_dm_key("sys.ontime", &powerOnTime_.index);
+  resolve_dm_key("sys.timestamp.reset_thermal_peak.max", &thermalPeakResetTime_.index);
+  resolve_dm_key("dev.pt.pn.ratio", &ptRatio_.index);
+  resolve_dm_key("dev.ct.abc.ratio", &ctRatio_.index);
+  enumerationUnavailable_ = 0;
+  if (resolve_dm_key("sys.enumeration.hookup", &hookup_.index) < 0) {
+    enumerationUnavailable_ |= kHookupUnavailable;
+  }
+  if (resolve_dm_key("sys.enumeration.frequency_type", &frequencyType_.index) < 0) {
+    enumerationUnavailable_ |= kFrequencyTypeUnavailable;
+  }
+  if (resolve_dm_key("reading.02sec.volt.phase_sequence", &phaseSequence_.index) < 0) {
+    enumerationUnavailable_ |= kPhaseSequenceUnavailable;
+  }
+  return 0;
+}
+
+// Per channel: one-second reading, thermal reading, then the peaks - flag and
+// value in turn, or (powers and VAs) all flags before all values.
+void PollingUpdate::resolveChannels() {
+  char key[96];
+  for (const FamilyInfo& family : kFamily) {
+    for (int c = family.first; c < family.first + family.count; ++c) {
+      Channel& channel = channels_[c];
+      const char* name = kChannelKey[c];
+      snprintf(key, sizeof key, "reading.1sec.%s.%s", family.keyName, name);
+      resolve_dm_key(key, &channel.reading.index);
+      snprintf(key, sizeof key, "reading.thermal.%s.%s", family.keyName, name);
+      resolve_dm_key(key, &channel.thermal.index);
+      for (int pass = 0; pass < (family.flagsFirst ? 2 : 1); ++pass) {
+        for (int p = 0; p < family.peaks; ++p) {
+          if (!family.flagsFirst || pass == 0) {
+            snprintf(key, sizeof key, "%s.valid.thermal.%s.%s", kPeakKey[p], family.keyName, name);
+            resolve_dm_key(key, &channel.peaks[p].valid.index);
+          }
+          if (!family.flagsFirst || pass == 1) {
+            snprintf(key, sizeof key, "%s.thermal.%s.%s", kPeakKey[p], family.keyName, name);
+            resolve_dm_key(key, &channel.peaks[p].value.index);
+          }
+        }
+      }
+    }
+  }
+}
+
+int PollingUpdate::getData() {
+  read_dm_key(frequency_, "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
+  read_dm_key(thermalValid_,
+              "dm_read_flt64 error on key \"posmin.valid.thermal.freq\" with error code= ");
+  if (thermalValid_.value) readThermals();
+  readOneSecond();
+
+  readFamilyPeaks(kVolts, kVoltPeakOrder, 8, 0, 1);
+  readFamilyPeaks(kCurrents, kCurrentOrder, 5, 0, 1);
+  readFamilyPeaks(kVolts, kVoltPeakOrder, 8, 1, 1);
+  readFamilyPeaks(kCurrents, kCurrentOrder, 5, 1, 1);
+  readFamilyPeaks(kWatts, kPowerOrder, 4, 0, 4);
+  readFamilyPeaks(kVars, kPowerOrder, 4, 0, 4);
+  readFamilyPeaks(kVas, kPowerOrder, 4, 0, 2);
+
+  read_dm_key(powerFactors_[0], "dm_read_flt64 error on key data.pf.a with error code= ");
+  read_dm_key(powerFactors_[1], "dm_read_flt64 error on key data.pf.b with error code= ");
+  read_dm_key(powerFactors_[2], "dm_read_flt64 error on key data.pf.c with error code= ");
+  read_dm_key(powerFactors_[3], "dm_read_flt64 error on key data.pf.total with error code= ");
+  read_dm_key(powerFactorDisplay_, "dm_read_STRING error on \"data.pf.method\" with error code= ");
+  read_dm_key(designation_, "dm_read_STRING error on \"dev.designation\" with error code= ");
+  read_dm_key(localTime_,
+              "dm_read_timestamp_b8 error on \"reading.time.ltc\" with error code= ");
+  read_dm_key(powerOnTime_, "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ");
+  read_dm_key(thermalPeakResetTime_,
+              "dm_read_timestamp_b8 error on \"sys.timestamp.reset_thermal_peak.max\" with error "
+              "code= ");
+  read_dm_key(ptRatio_, "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
+  read_dm_key(ctRatio_, "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
+  if (enumerationUnavailable_ != 0) return 0;
+  readEnumerations();
+  return 0;
+}
+
+void PollingUpdate::readThermals() {
+  for (int c : kVoltReadingOrder) {
+    int status = dm_read(channels_[c].thermal);
+    if (status < 0) {
+      fprintf(stderr, "dm_read_flt64 error on key \"avg.1sec.volt.%s\" with error code= %d\n",
+              kChannelMessage[c], status);
+    }
+  }
+  for (int f = kCurrents; f < kFamilies; ++f) {
+    for (int c = kFamily[f].first; c < kFamily[f].first + kFamily[f].count; ++c) {
+      int status = dm_read(channels_[c].thermal);
+      if (status < 0) {
+        fprintf(stderr, "dm_read_flt64 error on key data.%s.%s.avg with error code= %d\n",
+                kFamily[f].messageName, kChannelMessage[c], status);
+      }
+    }
+  }
+}
+
+void PollingUpdate::readOneSecond() {
+  for (int c : kVoltReadingOrder) {
+    int status = dm_read(channels_[c].reading);
+    if (status < 0) {
+      fprintf(stderr, "dm_read_flt64 error on key \"reading.1sec.volt.%s\" with error code= %d\n",
+              kChannelMessage[c], status);
+    }
+  }
+  for (int f = kCurrents; f < kFamilies; ++f) {
+    for (int c = kFamily[f].first; c < kFamily[f].first + kFamily[f].count; ++c) {
+      int status = dm_read(channels_[c].reading);
+      if (status < 0) {
+        fprintf(stderr, "dm_read_flt64 error on key data.%s.%s.reading with error code= %d\n",
+                kFamily[f].messageName, kChannelMessage[c], status);
+      }
+    }
+  }
+}
+
+// Reads peaks firstPeak .. firstPeak + peakCount - 1 of the channels listed in
+// order (positions within the family), channel by channel.
+void PollingUpdate::readFamilyPeaks(int family, const int* order, int count, int firstPeak,
+                                    int peakCount) {
+  for (int i = 0; i < count; ++i) {
+    for (int p = firstPeak; p < firstPeak + peakCount; ++p) {
+      readPeak(family, kFamily[family].first + order[i], p);
+    }
+  }
+}
+
+// The validity flag, then - only while the flag is set - the value.
+void PollingUpdate::readPeak(int family, int channel, int peak) {
+  // Powers name their peaks pmax, pmin, nmax, nmin; volts and currents max, min.
+  const char* kind = family >= kWatts ? kPeakMessage4[peak] : kPeakMessage2[peak];
+  Peak& record = channels_[channel].peaks[peak];
+  int status = dm_read(record.valid);
+  if (status < 0) {
+    fprintf(stderr, "dm_read_flt64 error on data.%s.%s.%s_valid with error code= %d\n",
+            kFamily[family].messageName, kChannelMessage[channel], kind, status);
+  }
+  if (!record.valid.value) return;
+  status = dm_read(record.value);
+  if (status < 0) {
+    fprintf(stderr, "dm_read_flt64 error on data.%s.%s.%s with error code= %d\n",
+            kFamily[family].messageName, kChannelMessage[channel], kind, status);
+  }
+}
+
+// The three enumerations are 16-bit reads; their messages say uint32.
+void PollingUpdate::readEnumerations() {
+  read_dm_key(hookup_, "dm_read_uint32 error on sys.enumeration.hookup with error code= ");
+  read_dm_key(frequencyType_,
+              "dm_read_uint32 error on sys.enumeration.frequency_type with error code= ");
+  read_dm_key(phaseSequence_,
+              "dm_read_uint32 error on reading.02sec.volt.phase_sequence with error code= ");
+}
+
+std::string PollingUpdate::displayData() {
+  if (debugEnabled()) printf("PollingUpdate displayData...\n");
+  if (!document_.open(getJsonFile())) return std::string();
+  DocumentFile& out = document_;
+  out.append("{\n");
+  out.printf("\"version\":{\t\"major\":%u,\t\"minor\":%u,\t\"micro\":%u},\n", 0u, 1u, 6u);
+  out.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
+  out.append("\"digins\":[");
+  for (int slot = 0; slot < kSamples; ++slot) {
+    unsigned high = static_cast<unsigned>(samples_[slot].load(std::memory_order_relaxed)) >> 8;
+    out.printf(slot < kSamples - 1 ? "\"%u\"," : "\"%u\"],\n", high);
+  }
+
+  // Units from the transformer ratios: PT above 5 gives kV, CT above 10 gives kA;
+  // powers take M when both hold, k when one does.
+  bool kiloVolts = ptRatio_.value > 5;
+  bool kiloAmps = ctRatio_.value > 10;
+  const Unit volts = kiloVolts ? Unit{" kV", kKilo} : Unit{" V", 1.0};
+  const Unit amps = kiloAmps ? Unit{" kA", kKilo} : Unit{" A", 1.0};
+  const Unit powers = kiloVolts && kiloAmps   ? Unit{" M", kMega}
+                      : kiloVolts || kiloAmps ? Unit{" k", kKilo}
+                                              : Unit{"", 1.0};
+  writeFamily(kVolts, volts);
+  writeFamily(kCurrents, amps);
+  writeFamily(kWatts, powers);
+  writeFamily(kVars, powers);
+  writeFamily(kVas, powers);
+
+  out.printf("\"pfs\":[\"%s\",\"%s\",\"%s\",\"%s\"],", powerFactors_[0].value,
+             powerFactors_[1].value, powerFactors_[2].value, powerFactors_[3].value);
+  out.printf("\"pf_display\":\"%s\",", powerFactorDisplay_.value);
+  out.append("\n");
+  writeEnumerations();
+  out.append("\"last_thermal_peak_reset_time\":\"");
+  out.timestamp(thermalPeakResetTime_.value);
+  strJSON_normalize(designationJson_, designation_.value);
+  out.printf("\",\n\"meterDesignation\":\"%s\",\n", designationJson_.c_str());
+  out.append("\"dateTime\":\"");
+  out.timestamp(localTime_.value);
+  out.append("\",\n\"powerOnTime\":\"");
+  out.timestamp(powerOnTime_.value);
+  out.append("\"\n}\n");
+  out.close();
+  return std::string();
+}
+
+// One array: per channel the one-second reading (always a number), the thermal
+// reading ("n/a" while thermal readings are invalid) and the peaks ("n/a" while
+// their own flag is clear). Voltage and current arrays end with a newline, the
+// power arrays without.
+void PollingUpdate::writeFamily(int family, const Unit& unit) {
+  const FamilyInfo& info = kFamily[family];
+  const char* close = family <= kCurrents ? "],\n" : "],";
+  document_.printf("\"%s\":[", info.arrayName);
+  int last = info.first + info.count - 1;
+  for (int c = info.first; c <= last; ++c) {
+    const Channel& channel = channels_[c];
+    writeEntry(true, channel.reading.value, unit, ",");
+    writeEntry(thermalValid_.value, channel.thermal.value, unit, ",");
+    for (int i = 0; i < info.peaks; ++i) {
+      int p = info.peaks == 4 ? kPeakOutputOrder[i] : i;
+      bool lastEntry = c == last && i == info.peaks - 1;
+      writeEntry(channel.peaks[p].valid.value, channel.peaks[p].value.value, unit,
+                 lastEntry ? close : ",");
+    }
+  }
+}
+
+void PollingUpdate::writeEntry(bool available, double value, const Unit& unit, const char* end) {
+  if (available) {
+    document_.printf("\"%.3f%s\"%s", value / unit.divisor, unit.suffix, end);
+  } else {
+    document_.printf("\"n/a\"%s", end);
+  }
+}
+
+void PollingUpdate::writeEnumerations() {
+  if (enumerationUnavailable_ != 0) {
+    document_.append(
+        "\"hookup\":\"n/a\",\n\"nominalFrequency\":\"n/a\",\n\"phaseSequence\":\"n/a\",\n");
+    return;
+  }
+  unsigned short hookup = hookup_.value;
+  document_.append(hookup < 5 ? kHookupLine[hookup] : kHookupLine[0]);
+  document_.append(frequencyType_.value != 0 ? "\"nominalFrequency\":\"60 Hz\",\n"
+                                             : "\"nominalFrequency\":\"50 Hz\",\n");
+  document_.append(phaseSequence_.value == 0 ? "\"phaseSequence\":\"ABC\",\n"
+                                             : "\"phaseSequence\":\"CBA\",\n");
+}
 
 void* PollingUpdate::led_process_thread(void* self) {
+  // Cancellation is accepted only at the sampler's sleep points.
   pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, nullptr);
   static_cast<PollingUpdate*>(self)->led_thread();
   return nullptr;
 }
 
+// Samples "reading.digin.flag" into the ring of five slots, five times per
+// updater interval. A failed read leaves the slot as it was; the ring advances.
 int PollingUpdate::led_thread() {
-  while (isRunning()) cancellableSleepUs(100000);
-  return 0;
+  cancellableSleepUs(1000000);
+  if (!isRunning()) return 0;
+  int slot = 0;
+  for (;;) {
+    unsigned short value = samples_[slot].load(std::memory_order_relaxed);
+    unsigned int scratch = 0;
+    int status = dm_read_uint16(&dm, diginIndex_.load(std::memory_order_relaxed), &value, 0,
+                                &scratch);
+    if (status < 0) {
+      fprintf(stderr, "dm_read_uint16 error on key \"reading.digin.flag\" with error code=%d\n",
+              status);
+      runtime_log("dm_read_uint16 error on key \"reading.digin.flag\" with error code=%d\n",
+                  status);
+    } else {
+      samples_[slot].store(value, std::memory_order_relaxed);
+    }
+    waitOnEventFd(ledEpollFd_, getInterval() / 5);
+    if (!isRunning()) return 0;
+    slot = (slot + 1) % kSamples;
+  }
 }

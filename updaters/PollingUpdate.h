@@ -1,10 +1,33 @@
-// Placeholder polling updater: the updater cycle and the digital-input sampler
-// thread's entry points, without a document yet.
+// Polling updater: the meter's main readings page, "polling_data.json" -
+// one-second and thermal-average voltages, currents and powers with their
+// maxima and minima, power factors, hookup, nominal frequency, phase sequence,
+// the five latest digital-input samples, the designation and three timestamps.
+//
+// It owns a second thread, the digital-input sampler (led_thread), which reads
+// "reading.digin.flag" five times per updater interval into a ring of five
+// slots that displayData prints. The sampler has its own epoll/eventfd pair so
+// that it sleeps and is stopped apart from the updater thread; both threads
+// share the one running flag of the base, so stopping either ends both loops.
+//
+// Deliberate behaviour kept from the meter's firmware: the thermal and
+// one-second an voltages are read twice per cycle, the bn voltage maximum and
+// minimum likewise; the negative minimum is written before the negative maximum;
+// many error messages name fields rather than keys.
+//
+// Thread-safety: the sample slots and the digital-input index are relaxed
+// atomics shared by the two threads; everything else belongs to the updater
+// thread.
 #ifndef UPDATERS_POLLINGUPDATE_H_
 #define UPDATERS_POLLINGUPDATE_H_
 
 #include <pthread.h>
+#include <stdint.h>
 
+#include <atomic>
+#include <string>
+
+#include "livedata/DmAccess.h"
+#include "livedata/DocumentFile.h"
 #include "livedata/LiveData.h"
 
 class PollingUpdate : public LiveData {
@@ -12,15 +35,85 @@ class PollingUpdate : public LiveData {
   PollingUpdate();
   ~PollingUpdate() override;
 
+  int init() override;
+  int initDmIndex();
+  int getData() override;
+  // Writes the document itself; returns an empty text.
+  std::string displayData() override;
+
   // Sampler thread: its id (for run and stop) and its wake descriptor.
   pthread_t* ledThreadId() { return &ledThreadId_; }
   int ledEventFd() const { return ledEventFd_; }
   static void* led_process_thread(void* self);
   int led_thread();
 
+  // Number of digital-input samples kept.
+  static constexpr int kSamples = 5;
+  // Enumeration-unavailable bits.
+  static constexpr unsigned kHookupUnavailable = 1u << 0;
+  static constexpr unsigned kFrequencyTypeUnavailable = 1u << 1;
+  static constexpr unsigned kPhaseSequenceUnavailable = 1u << 2;
+  unsigned enumerationUnavailable() const { return enumerationUnavailable_; }
+  uint16_t sample(int slot) const { return samples_[slot].load(std::memory_order_relaxed); }
+
  private:
+  // A maximum or minimum with its own validity flag.
+  struct Peak {
+    DmKey<bool> valid;
+    DmKey<double> value;
+  };
+  // One measurement channel. peaks: posmax, posmin, negmax, negmin (volts,
+  // currents and VAs use the first two).
+  struct Channel {
+    DmKey<double> reading;
+    DmKey<double> thermal;
+    Peak peaks[4];
+  };
+  // Output unit of a family: text behind the number and the divisor.
+  struct Unit {
+    const char* suffix;
+    double divisor;
+  };
+
+  void resolveChannels();
+  void readThermals();
+  void readOneSecond();
+  void readFamilyPeaks(int family, const int* order, int count, int firstPeak, int peakCount);
+  void readPeak(int family, int channel, int peak);
+  void readEnumerations();
+
+  void writeFamily(int family, const Unit& unit);
+  void writeEntry(bool available, double value, const Unit& unit, const char* end);
+  void writeEnumerations();
+
+  // Channels of all families, volts first (see the family table).
+  Channel channels_[24];
+  DmKey<bool> thermalValid_;
+  DmKey<double> frequency_;
+  DmTextKey powerFactors_[4];
+  DmTextKey powerFactorDisplay_;
+  DmTextKey designation_;
+  DmKey<ZUL_TIMESTAMP_8B_STRUCT> localTime_;
+  DmKey<ZUL_TIMESTAMP_8B_STRUCT> powerOnTime_;
+  DmKey<ZUL_TIMESTAMP_8B_STRUCT> thermalPeakResetTime_;
+  DmKey<unsigned int> ptRatio_;
+  DmKey<unsigned int> ctRatio_;
+  DmKey<unsigned short> hookup_;
+  DmKey<unsigned short> frequencyType_;
+  DmKey<unsigned short> phaseSequence_;
+  unsigned enumerationUnavailable_ = 0;
+
+  // Written by the updater thread's initDmIndex, read by the sampler.
+  std::atomic<unsigned int> diginIndex_{DM_INDEX_NONE};
+  std::atomic<uint16_t> samples_[kSamples] = {};
+
   pthread_t ledThreadId_ = 0;
+  int ledEpollFd_ = -1;
   int ledEventFd_ = -1;
+
+  DocumentFile document_;
+  // The designation escaped for JSON; keeps its capacity from cycle to cycle.
+  std::string designationJson_;
 };
 
 #endif  // UPDATERS_POLLINGUPDATE_H_

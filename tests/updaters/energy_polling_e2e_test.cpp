@@ -1,0 +1,200 @@
+// End to end: the staged daemon against a map made with the staged dmtool in a
+// temporary root. The energy, factory settings and polling documents appear in
+// the web tree, parse as JSON and follow values changed with `dmtool set`.
+#include <dirent.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <unistd.h>
+
+#include <chrono>
+#include <fstream>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include <gtest/gtest.h>
+#include <nlohmann/json.hpp>
+
+#include "tests/support/Process.h"
+#include "tests/support/TempDir.h"
+#include "tests/updaters/energy_test_data.h"
+#include "tests/updaters/polling_test_data.h"
+
+namespace {
+
+using testsupport::ChildProcess;
+using testsupport::ProcessOptions;
+using testsupport::ProcessResult;
+using testsupport::TempDir;
+using testsupport::waitFor;
+
+constexpr int kPeriodMs = 200;
+
+// Both updaters' catalogues, each key once.
+std::string mergedCatalog() {
+  std::map<std::string, bool> seen;
+  std::string out;
+  for (const char* catalog : {energy_test::catalog(), polling_test::catalog()}) {
+    std::istringstream in(catalog);
+    std::string line;
+    while (std::getline(in, line)) {
+      if (line.empty() || line[0] == '#') continue;
+      std::string key = line.substr(0, line.find(' '));
+      if (seen[key]) continue;
+      seen[key] = true;
+      out += line + "\n";
+    }
+  }
+  return out;
+}
+
+// Parses the file as JSON; false while it is missing, partial or invalid.
+bool parseJson(const std::string& path, nlohmann::json* out) {
+  std::string text;
+  if (!testsupport::readFileIfExists(path, &text) || text.empty()) return false;
+  *out = nlohmann::json::parse(text, nullptr, false);
+  return !out->is_discarded();
+}
+
+// Other livedata_update processes (of other build trees) make ours refuse to start.
+bool otherDaemonRunning() {
+  DIR* proc = opendir("/proc");
+  if (proc == nullptr) return false;
+  bool found = false;
+  while (struct dirent* entry = readdir(proc)) {
+    pid_t pid = static_cast<pid_t>(atoi(entry->d_name));
+    if (pid <= 0 || pid == getpid()) continue;
+    std::string comm;
+    if (testsupport::readFileIfExists("/proc/" + std::to_string(pid) + "/comm", &comm) &&
+        comm == "livedata_update\n") {
+      found = true;
+      break;
+    }
+  }
+  closedir(proc);
+  return found;
+}
+
+long residentKiB(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.compare(0, 6, "VmRSS:") == 0) return strtol(line.c_str() + 6, nullptr, 10);
+  }
+  return -1;
+}
+
+class EnergyPollingE2E : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testsupport::makeDirs(jsonDir());
+    testsupport::writeFile(dir_.file("catalog.txt"), mergedCatalog());
+    testsupport::writeFile(
+        dir_.file("root/home/korvo.data/test/livedata_update_runtime.xml"),
+        "<?xml version=\"1.0\"?>\n<livedata_update_run_time>\n"
+        "<daemonize enable=\"no\" pid_file=\"" + dir_.file("run/livedata.pid") + "\"/>\n"
+        "<heartbeat enable=\"no\" interval=\"1\"/>\n"
+        "<flicker interval=\"" + std::to_string(kPeriodMs) + "\"/>"
+        "<energy interval=\"" + std::to_string(kPeriodMs) + "\"/>\n"
+        "<phasor interval=\"" + std::to_string(kPeriodMs) + "\"/>"
+        "<polling interval=\"" + std::to_string(kPeriodMs) + "\"/>\n"
+        "</livedata_update_run_time>\n");
+  }
+
+  std::string jsonDir() const {
+    return dir_.file("web/home/korvo.web/lighttpd/www/htdocs/common_ui/json");
+  }
+
+  ProcessOptions options(const std::string& input = "") const {
+    ProcessOptions result;
+    result.env = {"WEB_ROOT=" + dir_.file("web"), "LIVEDATA_ROOT=" + dir_.file("root"),
+                  "DATAMAP_FILE=" + dir_.file("datamap"), "ZUL_LOG_FILE=" + dir_.file("log.txt")};
+    result.unsetEnv = {"NOTIFY_SOCKET", "METER_ROOT"};
+    result.stdinText = input;
+    result.timeout = std::chrono::seconds(30);
+    return result;
+  }
+
+  ProcessResult dmtool(const std::vector<std::string>& args, const std::string& input = "") {
+    std::vector<std::string> argv = {testsupport::stagedProgram("bin/dmtool")};
+    argv.insert(argv.end(), args.begin(), args.end());
+    return testsupport::runProcess(argv, options(input));
+  }
+
+  TempDir dir_;
+};
+
+TEST_F(EnergyPollingE2E, DocumentsAppearParseAndFollowChanges) {
+  ASSERT_EQ(0, dmtool({"create", dir_.file("catalog.txt")}).exitCode);
+  std::vector<unsigned char> record = energy_test::factoryRecord("0000001234567890", "ACME");
+  ASSERT_EQ(0, dmtool({"write-block", "2", "59904"},
+                      std::string(record.begin(), record.end()))
+                   .exitCode);
+
+  ChildProcess daemon;
+  // Start once no other daemon runs; retry when one slipped in between.
+  bool started = false;
+  for (int attempt = 0; attempt < 5 && !started; ++attempt) {
+    ASSERT_TRUE(waitFor([] { return !otherDaemonRunning(); }, std::chrono::seconds(120)))
+        << "another livedata_update keeps running";
+    ASSERT_TRUE(daemon.start({testsupport::stagedProgram("sbin/livedata_update"), "-p",
+                              dir_.file("run/pid.txt")},
+                             options()));
+    started = !waitFor([&] { return !daemon.running(); }, std::chrono::milliseconds(500));
+  }
+  ASSERT_TRUE(started) << daemon.err();
+  std::string energyPath = jsonDir() + "/energy_data.json";
+  std::string factoryPath = jsonDir() + "/meter_factory_setting.json";
+  std::string pollingPath = jsonDir() + "/polling_data.json";
+  nlohmann::json energy, factory, polling;
+  ASSERT_TRUE(waitFor([&] { return parseJson(energyPath, &energy); }, std::chrono::seconds(20)))
+      << daemon.err() << testsupport::readFile(energyPath);
+  ASSERT_TRUE(waitFor([&] { return parseJson(factoryPath, &factory); }, std::chrono::seconds(20)));
+  ASSERT_TRUE(waitFor([&] { return parseJson(pollingPath, &polling); }, std::chrono::seconds(20)));
+
+  EXPECT_EQ("1250000.000", energy["maxdemand"][0]);
+  EXPECT_EQ("1000.125", energy["energyblock"][1]);
+  EXPECT_EQ("good", factory["_status"]);
+  EXPECT_EQ("1234567890", factory["serial_number"]);
+  EXPECT_EQ("ACME", factory["oem_string"]);
+  EXPECT_EQ("60.125 Hz", polling["frequency"]);
+  EXPECT_EQ(28u, polling["volts"].size());
+  EXPECT_EQ("Wye", polling["hookup"]);
+
+  // The resident size of a running daemon with all of its threads.
+  long rss = residentKiB(daemon.pid());
+  RecordProperty("VmRSS_KiB", std::to_string(rss));
+  std::printf("daemon VmRSS: %ld KiB\n", rss);
+
+  ASSERT_EQ(0, dmtool({"set", "reading.1sec.freq", "59.5", "posmax.demand.current.watt.total",
+                       "3000", "reading.digin.flag", "0x0300"})
+                   .exitCode);
+  auto changed = std::chrono::steady_clock::now();
+  // Two periods plus one cycle and the file write; generous for a loaded machine.
+  auto deadline = std::chrono::milliseconds(2 * kPeriodMs + 800);
+  EXPECT_TRUE(waitFor(
+      [&] { return parseJson(pollingPath, &polling) && polling["frequency"] == "59.500 Hz"; },
+      deadline));
+  EXPECT_TRUE(waitFor(
+      [&] { return parseJson(energyPath, &energy) && energy["maxdemand"][0] == "3000.000"; },
+      deadline));
+  RecordProperty(
+      "follow_ms",
+      std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(
+                         std::chrono::steady_clock::now() - changed)
+                         .count()));
+  // The sampler takes five samples per polling period.
+  EXPECT_TRUE(waitFor(
+      [&] {
+        return parseJson(pollingPath, &polling) && polling["digins"] ==
+                   nlohmann::json::array({"3", "3", "3", "3", "3"});
+      },
+      std::chrono::seconds(5)));
+
+  ProcessResult result = daemon.stop(SIGTERM);
+  EXPECT_FALSE(daemon.running());
+  (void)result;
+}
+
+}  // namespace

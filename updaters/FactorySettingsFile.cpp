@@ -1,0 +1,102 @@
+#include "updaters/FactorySettingsFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include "platform/common_api.h"
+
+char sys_config_jsonfile[256];
+char sys_config_jsonfile_dir[256];
+
+namespace {
+
+// The document is small and fixed in shape: two 16-byte texts plus the frame.
+constexpr int kDocumentSize = 384;
+
+// Writes all of text to fd, retrying short writes.
+void writeAll(int fd, const char* text, size_t length) {
+  while (length > 0) {
+    ssize_t written = ::write(fd, text, length);
+    if (written < 0) {
+      if (errno == EINTR) continue;
+      return;
+    }
+    text += written;
+    length -= static_cast<size_t>(written);
+  }
+}
+
+}  // namespace
+
+void FactorySettingsFile::setPaths(const char* webRoot) {
+  snprintf(sys_config_jsonfile, sizeof sys_config_jsonfile,
+           "%s%s/lighttpd/www/htdocs/common_ui/json/meter_factory_setting.json", webRoot,
+           "/home/korvo.web");
+  snprintf(sys_config_jsonfile_dir, sizeof sys_config_jsonfile_dir,
+           "%s%s/lighttpd/www/htdocs/common_ui/json", webRoot, "/home/korvo.web");
+}
+
+unsigned short FactorySettingsFile::storedChecksum(const unsigned char* block) {
+  // The meter stores the word big-endian; read it so on every machine.
+  return static_cast<unsigned short>((block[kChecksumOffset] << 8) | block[kChecksumOffset + 1]);
+}
+
+unsigned short FactorySettingsFile::computedChecksum(const unsigned char* block) {
+  return CRC16_down(0xFFFF, kChecksumLength, block + kRecordLastByte);
+}
+
+int FactorySettingsFile::format(const unsigned char* block, char* text, int size) {
+  if (storedChecksum(block) != computedChecksum(block)) {
+    return snprintf(text, static_cast<size_t>(size),
+                    "{\n"
+                    "\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":0},\n"
+                    "\"_status\":\"invalid, checksum not match\",\n"
+                    "\"serial_number\":null,\"oem_string\":null\n"
+                    "}\n");
+  }
+  // Serial numbers stored with six leading zeros are published without them.
+  const char* serial = reinterpret_cast<const char*>(block + kSerialOffset);
+  int serialLength = kFieldSize;
+  if (memcmp(serial, "000000", 6) == 0) {
+    serial += 6;
+    serialLength -= 6;
+  }
+  const char* oem = reinterpret_cast<const char*>(block + kOemOffset);
+  // "%.*s" stops at a NUL inside the field and never reads past it.
+  return snprintf(text, static_cast<size_t>(size),
+                  "{\n"
+                  "\"version\":{\t\"major\":%u,\t\"minor\":%u,\t\"micro\":%u},\n"
+                  "\"_status\":\"good\",\n"
+                  "\"serial_number\":\"%.*s\",\n"
+                  "\"oem_string\":\"%.*s\"\n"
+                  "}\n",
+                  0u, 1u, 6u, serialLength, serial, kFieldSize, oem);
+}
+
+void FactorySettingsFile::write(const unsigned char* block) {
+  if (block == nullptr) return;
+  int fd = ::open(sys_config_jsonfile, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
+  if (fd < 0) return;
+  // The file takes the owner and group of its directory; -1 leaves them as they are.
+  uid_t owner = static_cast<uid_t>(-1);
+  gid_t group = static_cast<gid_t>(-1);
+  struct stat directory;
+  if (stat(sys_config_jsonfile_dir, &directory) == 0) {
+    owner = directory.st_uid;
+    group = directory.st_gid;
+  }
+  // Failures of either are ignored: the document is still written.
+  if (fchmod(fd, 0774) != 0) {
+  }
+  if (fchown(fd, owner, group) != 0) {
+  }
+  char text[kDocumentSize];
+  int length = format(block, text, sizeof text);
+  if (length > 0) writeAll(fd, text, static_cast<size_t>(length));
+  fsync(fd);
+  ::close(fd);
+}
