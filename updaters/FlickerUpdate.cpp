@@ -1,5 +1,237 @@
 #include "updaters/FlickerUpdate.h"
 
-FlickerUpdate::FlickerUpdate() {}
+#include <stdio.h>
+
+#include "livedata/Globals.h"
+#include "livedata/Timestamp.h"
+#include "platform/common_api.h"
+
+namespace {
+
+const char kDocumentHead[] = "{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n";
+
+enum { kPst = 0, kPlt = 1 };
+enum { kMax = 0, kMin = 1 };
+
+const char* const kPinstKeys[3] = {"reading.flicker.pinst.a", "reading.flicker.pinst.b",
+                                   "reading.flicker.pinst.c"};
+const char* const kPhaseToNeutralKeys[3] = {"reading.1sec.volt.an", "reading.1sec.volt.bn",
+                                            "reading.1sec.volt.cn"};
+const char* const kPhaseToPhaseKeys[3] = {"reading.1sec.volt.ab", "reading.1sec.volt.bc",
+                                          "reading.1sec.volt.ca"};
+const char* const kSeverityKeys[2][3] = {
+    {"reading.flicker.pst.a", "reading.flicker.pst.b", "reading.flicker.pst.c"},
+    {"reading.flicker.plt.a", "reading.flicker.plt.b", "reading.flicker.plt.c"},
+};
+const char kPhaseLetters[] = "abc";
+// Field names the extreme read errors print in place of keys.
+const char* const kExtremeNames[2][2][3] = {
+    {{"pstmaxa", "pstmaxb", "pstmaxc"}, {"pstmina", "pstminb", "pstminc"}},
+    {{"pltmaxa", "pltmaxb", "pltmaxc"}, {"pltmina", "pltminb", "pltminc"}},
+};
+// Both time reads report the same (misspelt) key; the firmware's text.
+const char kSeverityTimeMessage[] =
+    "dm_read_zul_timestamp_b8 error on key \"rreading.1sec.time\" with error code= ";
+
+// Reads a single-precision value; its error text names the key in quotes.
+int readFlt32(DmKey<float>& record, const char* key) {
+  int status = dm_read(record);
+  if (status < 0) {
+    fprintf(stderr, "dm_read_flt32 error on key \"%s\" with error code= %d\n", key, status);
+  }
+  return status;
+}
+
+}  // namespace
+
+FlickerUpdate::FlickerUpdate() { addDebugMaskBits(kDebugFlicker); }
 
 FlickerUpdate::~FlickerUpdate() {}
+
+int FlickerUpdate::init() {
+  if (debugEnabled()) fputs("FlickerUpdate init...\n", stdout);
+  return initDmIndex();
+}
+
+// The maximum (value, valid, time) and then the minimum of one phase.
+void FlickerUpdate::resolveExtremes(const char* kind, int phase, Severity& severity) {
+  char key[64];
+  const char letter = kPhaseLetters[phase];
+  Extreme* const extremes[2] = {&severity.max, &severity.min};
+  const char* const bounds[2] = {"posmax", "posmin"};
+  for (int e = 0; e < 2; ++e) {
+    snprintf(key, sizeof key, "%s.flicker.%s.%c", bounds[e], kind, letter);
+    resolve_dm_key(key, &extremes[e]->value.index);
+    snprintf(key, sizeof key, "%s.valid.flicker.%s.%c", bounds[e], kind, letter);
+    resolve_dm_key(key, &extremes[e]->valid.index);
+    snprintf(key, sizeof key, "%s.timestamp.flicker.%s.%c", bounds[e], kind, letter);
+    resolve_dm_key(key, &extremes[e]->time.index);
+  }
+}
+
+int FlickerUpdate::initDmIndex() {
+  resolve_dm_key("sys.timestamp.reset_flicker_peak", &resetPeakTime_.index);
+  resolve_dm_key("reading.time.ltc", &runtimeTime_.index);
+  resolve_dm_key("reading.flicker.countdown_sec.pst", &pstCountdown_.index);
+  resolve_dm_key("reading.flicker.countdown_sec.plt", &pltCountdown_.index);
+  resolve_dm_key("sys.enumeration.frequency_type", &frequencyType_.index);
+  resolve_dm_key("reading.1sec.freq", &frequency_.index);
+  resolve_dm_key("setting.en50160.nominal_voltage", &nominalVoltageReading_.index);
+  for (int p = 0; p < 3; ++p) resolve_dm_key(kPinstKeys[p], &pinst_[p].index);
+  for (int p = 0; p < 3; ++p) resolve_dm_key(kPhaseToNeutralKeys[p], &phaseToNeutralIndex_[p]);
+  for (int p = 0; p < 3; ++p) resolve_dm_key(kPhaseToPhaseKeys[p], &phaseToPhaseIndex_[p]);
+  // Phase A's Pst value comes before the two validity flags, its extremes after.
+  resolve_dm_key(kSeverityKeys[kPst][0], &pst_[0].value.index);
+  resolve_dm_key("reading.valid.pst", &pstValid_.index);
+  resolve_dm_key("reading.valid.plt", &pltValid_.index);
+  resolveExtremes("pst", 0, pst_[0]);
+  for (int p = 1; p < 3; ++p) {
+    resolve_dm_key(kSeverityKeys[kPst][p], &pst_[p].value.index);
+    resolveExtremes("pst", p, pst_[p]);
+  }
+  resolve_dm_key("reading.flicker.timestamp.pst", &pstTime_.index);
+  for (int p = 0; p < 3; ++p) {
+    resolve_dm_key(kSeverityKeys[kPlt][p], &plt_[p].value.index);
+    resolveExtremes("plt", p, plt_[p]);
+  }
+  resolve_dm_key("reading.flicker.timestamp.plt", &pltTime_.index);
+  resolve_dm_key("dev.designation", &designation_.index);
+  resolve_dm_key("reading.time.ltc", &time_.index);
+  resolve_dm_key("sys.ontime", &onTime_.index);
+  return 0;
+}
+
+// Valid flag, value, time; the error texts name firmware fields, not keys (the
+// flag's text names the flt64 read although the flag is read as a boolean).
+void FlickerUpdate::readExtreme(Extreme& extreme, int kind, int which, int phase) {
+  const char* name = kExtremeNames[kind][which][phase];
+  int status = dm_read(extreme.valid);
+  if (status < 0) {
+    fprintf(stderr, "dm_read_flt64 error on %s_valid_dm_index key with error code= %d\n", name,
+            status);
+  }
+  status = dm_read(extreme.value);
+  if (status < 0) {
+    fprintf(stderr, "dm_read_flt32 error on %s_dm_index key with error code= %d\n", name, status);
+  }
+  status = dm_read(extreme.time);
+  if (status < 0) {
+    fprintf(stderr, "dm_read_zul_timestamp_b8 error on %s_time_dm_index key with error code= %d\n",
+            name, status);
+  }
+}
+
+// Per phase: the value, its maximum, its minimum.
+void FlickerUpdate::readSeverities(int kind, Severity* severities) {
+  for (int p = 0; p < 3; ++p) {
+    readFlt32(severities[p].value, kSeverityKeys[kind][p]);
+    readExtreme(severities[p].max, kind, kMax, p);
+    readExtreme(severities[p].min, kind, kMin, p);
+  }
+}
+
+int FlickerUpdate::getData() {
+  read_dm_key(resetPeakTime_,
+              "dm_read_zul_timestamp_b8 error on key \"sys.timestamp.reset_flicker_peak\" "
+              "with error code= ");
+  read_dm_key(runtimeTime_,
+              "dm_read_zul_timestamp_b8 error on key \"reading.time.ltc\" with error code= ");
+  // The Plt countdown is read first; both texts name the timestamp read although
+  // the countdowns are unsigned 32-bit values.
+  read_dm_key(pltCountdown_,
+              "dm_read_zul_timestamp_b8 error on key \"reading.flicker.countdown_sec.plt\" "
+              "with error code= ");
+  read_dm_key(pstCountdown_,
+              "dm_read_zul_timestamp_b8 error on key \"reading.flicker.countdown_sec.pst\" "
+              "with error code= ");
+  read_dm_key(frequencyType_,
+              "dm_read_uint32 error on key \"sys.enumeration.frequency_type\" with error code= ");
+  nominalFrequency_ = frequencyType_.value != 0 ? 60.0f : 50.0f;
+  readFlt32(frequency_, "reading.1sec.freq");
+  if (readFlt32(nominalVoltageReading_, "setting.en50160.nominal_voltage") >= 0) {
+    nominalVoltage_ = nominalVoltageReading_.value;
+  }
+  for (int p = 0; p < 3; ++p) readFlt32(pinst_[p], kPinstKeys[p]);
+
+  const uint32_t wiring = hookup.load(std::memory_order_relaxed);
+  const bool wye = wiring == 0 || wiring == 3;
+  for (int p = 0; p < 3; ++p) {
+    voltage_[p].index = wye ? phaseToNeutralIndex_[p] : phaseToPhaseIndex_[p];
+    readFlt32(voltage_[p], wye ? kPhaseToNeutralKeys[p] : kPhaseToPhaseKeys[p]);
+  }
+
+  read_dm_key(pstValid_, "dm_read_flt64 error on pst_valid_dm_index key with error code= ");
+  readSeverities(kPst, pst_);
+  read_dm_key(pstTime_, kSeverityTimeMessage);
+  read_dm_key(pltValid_, "dm_read_flt64 error on plt_valid_dm_index key with error code= ");
+  readSeverities(kPlt, plt_);
+  read_dm_key(pltTime_, kSeverityTimeMessage);
+
+  read_dm_key(designation_, "dm_read_STRING error on \"dev.designation\" with error code= ");
+  read_dm_key(time_, "dm_read_timestamp_b8 error on \"reading.time.ltc\" with error code= ");
+  read_dm_key(onTime_, "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ");
+  return 0;
+}
+
+// "\"NAME\":[" with value and time of each phase, then the maxima of A, B, C and
+// the minima of A, B, C as value/time pairs ("n/a" pairs when not valid).
+void FlickerUpdate::writeSeverities(const char* name, const Severity* severities,
+                                    const char* time) {
+  document_.printf("\"%s\":[\"%.3f\",\"%s\",\"%.3f\",\"%s\",\"%.3f\",\"%s\",", name,
+                   severities[0].value.value, time, severities[1].value.value, time,
+                   severities[2].value.value, time);
+  const Extreme* const extremes[6] = {&severities[0].max, &severities[1].max, &severities[2].max,
+                                      &severities[0].min, &severities[1].min, &severities[2].min};
+  for (int e = 0; e < 6; ++e) {
+    const bool last = e == 5;
+    if (extremes[e]->valid.value) {
+      document_.printf("\"%.3f\",\"", extremes[e]->value.value);
+      document_.timestamp(extremes[e]->time.value);
+      document_.append(last ? "\"],\n" : "\",");
+    } else {
+      document_.append(last ? "\"n/a\",\"n/a\"],\n" : "\"n/a\",\"n/a\",");
+    }
+  }
+}
+
+void FlickerUpdate::writeTrailer() {
+  strJSON_normalize(normalizedDesignation_, designation_.value);
+  document_.append("\"meterDesignation\":\"");
+  document_.append(normalizedDesignation_.data(), normalizedDesignation_.size());
+  document_.append("\",\n\"dateTime\":\"");
+  document_.timestamp(time_.value);
+  document_.append("\",\n\"powerOnTime\":\"");
+  document_.timestamp(onTime_.value);
+  document_.append("\"\n}\n");
+}
+
+std::string FlickerUpdate::displayData() {
+  if (debugEnabled()) fputs("Flicker displayData...\n", stdout);
+  char pstTime[kTimestampTextSize];
+  char pltTime[kTimestampTextSize];
+  sprint_out_ZUL_8byte_timestamp(pstTime, &pstTime_.value, timestamp_print_out_format);
+  sprint_out_ZUL_8byte_timestamp(pltTime, &pltTime_.value, timestamp_print_out_format);
+  if (!document_.open(getJsonFile())) return std::string();
+
+  document_.append(kDocumentHead);
+  document_.append("\"runtime\":[\"");
+  document_.timestamp(resetPeakTime_.value);
+  document_.append("\",\"");
+  document_.timestamp(runtimeTime_.value);
+  document_.append("\",");
+  // The countdowns divide as signed 32-bit numbers.
+  const int pstSeconds = static_cast<int>(pstCountdown_.value);
+  const int pltSeconds = static_cast<int>(pltCountdown_.value);
+  document_.printf("\"%d min %d sec\",", pstSeconds / 60, pstSeconds % 60);
+  document_.printf("\"%d min %d sec\",", pltSeconds / 60, pltSeconds % 60);
+  document_.printf("\"%.3f Hz\",\"%.3f Hz\", \"%.3f V\"],\n", nominalFrequency_,
+                   frequency_.value, nominalVoltage_);
+  document_.printf(
+      "\"inst\":[\"%.3f\",\"%.3f V\",\"%.3f\",\"%.3f V\",\"%.3f\",\"%.3f V\"],\n", pinst_[0].value,
+      voltage_[0].value, pinst_[1].value, voltage_[1].value, pinst_[2].value, voltage_[2].value);
+  writeSeverities("shortterm", pst_, pstTime);
+  writeSeverities("longterm", plt_, pltTime);
+  writeTrailer();
+  document_.close();
+  return std::string();
+}

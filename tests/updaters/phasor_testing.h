@@ -1,0 +1,58 @@
+// Small helpers shared by the phasor, symmetrical components, flicker and THD
+// updater tests: the global hookup for one test, and one updater cycle.
+#ifndef TESTS_UPDATERS_PHASOR_TESTING_H_
+#define TESTS_UPDATERS_PHASOR_TESTING_H_
+
+#include <stdint.h>
+
+#include <string>
+
+#include "livedata/Globals.h"
+#include "tests/support/TempDir.h"
+
+namespace phasortest {
+
+// Sets the global hookup (and timestamp layout) for one test; restores both after.
+class GlobalsScope {
+ public:
+  explicit GlobalsScope(uint32_t wiring, int timestampFormat = 0)
+      : savedHookup_(hookup.load(std::memory_order_relaxed)),
+        savedFormat_(timestamp_print_out_format),
+        savedDebug_(debug),
+        savedMask_(debugMask) {
+    hookup.store(wiring, std::memory_order_relaxed);
+    timestamp_print_out_format = timestampFormat;
+    debug = false;
+  }
+  ~GlobalsScope() {
+    hookup.store(savedHookup_, std::memory_order_relaxed);
+    timestamp_print_out_format = savedFormat_;
+    debug = savedDebug_;
+    debugMask = savedMask_;
+  }
+  GlobalsScope(const GlobalsScope&) = delete;
+  GlobalsScope& operator=(const GlobalsScope&) = delete;
+
+ private:
+  uint32_t savedHookup_;
+  int savedFormat_;
+  bool savedDebug_;
+  uint32_t savedMask_;
+};
+
+// One cycle of the updater as its thread runs it; returns the document text.
+template <typename Updater>
+std::string cycle(Updater& updater) {
+  updater.getData();
+  updater.displayData();
+  return testsupport::readFile(updater.getJsonFile());
+}
+
+// The common first lines of every document.
+inline std::string documentHead() {
+  return "{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n";
+}
+
+}  // namespace phasortest
+
+#endif  // TESTS_UPDATERS_PHASOR_TESTING_H_
