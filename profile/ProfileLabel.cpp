@@ -1,3 +1,213 @@
 #include "profile/ProfileLabel.h"
 
-int ProfileLabel::print_profile_label(const char*, const char*) { return -1; }
+#include <errno.h>
+#include <fcntl.h>
+#include <stdint.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <unistd.h>
+
+#include "platform/common_api.h"
+#include "platform/datamap.h"
+
+namespace {
+
+// Programmable settings file: byte offsets of the fields the document shows.
+// Every label is 16 bytes, padded with blanks, not necessarily terminated.
+constexpr size_t kLabelSize = 16;
+constexpr size_t kDigitalInputFirst = 896;  // 8 records of 56 bytes
+constexpr size_t kDigitalInputStride = 56;
+constexpr size_t kDigitalInputName = 8;      // within the record
+constexpr size_t kDigitalInputOpen = 24;     // label of the open state
+constexpr size_t kDigitalInputShorted = 40;  // label of the shorted state
+constexpr int kDigitalInputCount = 8;
+constexpr size_t kEnergyDirectionFlag = 1940;  // non-zero: quadrants 1+4 are delivered
+constexpr size_t kAccumulatorFirst = 2360;
+constexpr int kAccumulatorCount = 8;
+constexpr size_t kAggregatorFirst = 2488;
+constexpr int kAggregatorCount = 4;
+
+// Datamap user blocks. Block 18 (power-quality status) describes the limits;
+// block 19 receives the names of their log items.
+constexpr int kPqStatusBlock = 18;
+constexpr int kLimitNameBlock = 19;
+constexpr size_t kLimitEnableWord = 8832;  // bit i (0 = most significant): limit i enabled
+constexpr size_t kLimitItemIds = 8840;     // 32 native 16-bit log item ids
+constexpr size_t kLimitItemSubIds = 8968;  // 32 8-bit sub ids
+constexpr size_t kLimitNames = 64;         // within block 19: 32 names of 80 bytes
+constexpr uint16_t kNoLogItem = 0xFFFF;
+
+// Longest limit label printed.
+constexpr size_t kMaxLimitLabel = 255;
+
+// Opens of the settings file before giving up (errors other than ENOENT).
+constexpr int kSettingsOpenAttempts = 5;
+
+}  // namespace
+
+bool ProfileLabel::print_profile_label_initialized = false;
+LIMIT_ALARM_CONFIG_ITEM_INFO ProfileLabel::limit_alarm_config_item_info[LIMIT_ALARM_COUNT];
+
+void ProfileLabel::resetLimitTableForTesting() {
+  print_profile_label_initialized = false;
+  memset(limit_alarm_config_item_info, 0, sizeof(limit_alarm_config_item_info));
+}
+
+int ProfileLabel::print_profile_label(const char* settingsPath, const char* outputPath) {
+  int fd = openSettingsWithRetries(settingsPath);
+  if (fd < 0) {
+    fprintf(stderr, "Cannot open file %s\n", settingsPath);
+    return -1;
+  }
+  // The mapping must cover every offset read below: a short file is extended
+  // with zeros (its missing labels print empty), a longer one is cut. A failure
+  // here shows in the mapping, which is checked.
+  if (ftruncate(fd, static_cast<off_t>(kSettingsFileSize)) != 0) {
+  }
+  void* mapped = mmap(nullptr, kSettingsFileSize, PROT_READ, MAP_SHARED, fd, 0);
+  close(fd);
+  if (mapped == MAP_FAILED) {
+    fprintf(stderr, "Failed to mmap\n");
+    return -2;
+  }
+  FILE* out = fopen(outputPath, "w+");
+  if (out != nullptr) {
+    chown_to_parent_dir(outputPath);
+    writeDocument(out, static_cast<const unsigned char*>(mapped));
+    fflush(out);
+    fsync(fileno(out));
+    fclose(out);
+  }
+  munmap(mapped, kSettingsFileSize);
+  return 0;
+}
+
+// Another process may hold the settings file briefly (the meter rewrites it),
+// so failed opens are retried once a second; a missing file is final.
+int ProfileLabel::openSettingsWithRetries(const char* settingsPath) {
+  for (int attempt = 1;; ++attempt) {
+    int fd = open(settingsPath, O_RDWR);
+    if (fd >= 0) return fd;
+    if (errno == ENOENT || attempt >= kSettingsOpenAttempts) return -1;
+    sleep(1);
+  }
+}
+
+void ProfileLabel::writeDocument(FILE* out, const unsigned char* settings) {
+  fputs("{\n", out);
+  fputs("\"version\":{\t\"major\":0,\t\"minor\":2,\t\"micro\":0},\n", out);
+  if (settings[kEnergyDirectionFlag] != 0) {
+    fputs("\"Q14_Whr_label\":\"Del Wh\",\"Q23_Whr_label\":\"Rec Wh\",\n", out);
+  } else {
+    fputs("\"Q14_Whr_label\":\"Rec Wh\",\"Q23_Whr_label\":\"Del Wh\",\n", out);
+  }
+  writeLabelList(out, "accumulators_label", settings, kAccumulatorFirst, kLabelSize,
+                 kAccumulatorCount, "],\n");
+  writeLabelList(out, "aggregators_label", settings, kAggregatorFirst, kLabelSize,
+                 kAggregatorCount, "],\n");
+  writeLabelList(out, "digital_input_name_label", settings,
+                 kDigitalInputFirst + kDigitalInputName, kDigitalInputStride,
+                 kDigitalInputCount, "],\n");
+  writeLabelList(out, "digital_input_open_label", settings,
+                 kDigitalInputFirst + kDigitalInputOpen, kDigitalInputStride,
+                 kDigitalInputCount, "],\n");
+  writeLabelList(out, "digital_input_shorted_label", settings,
+                 kDigitalInputFirst + kDigitalInputShorted, kDigitalInputStride,
+                 kDigitalInputCount, "],\n");
+  if (!print_profile_label_initialized) print_profile_label_initialization();
+  writeLimitLabels(out);
+  fputs("}\n", out);
+}
+
+// "NAME":["l0","l1",...,"ln"END with each 16-byte label cleaned and escaped.
+void ProfileLabel::writeLabelList(FILE* out, const char* name, const unsigned char* settings,
+                                  size_t firstOffset, size_t stride, int count,
+                                  const char* end) {
+  fprintf(out, "\"%s\":[", name);
+  std::string escaped;
+  for (int i = 0; i < count; ++i) {
+    cleanLabel(settings + firstOffset + stride * static_cast<size_t>(i), &escaped);
+    fprintf(out, "\"%s\"%s", escaped.c_str(), i + 1 < count ? "," : end);
+  }
+}
+
+// Limit labels are printed as the log exporter gave them: no blank trimming.
+void ProfileLabel::writeLimitLabels(FILE* out) {
+  fputs("\"limit_label\":[", out);
+  const char* table = reinterpret_cast<const char*>(limit_alarm_config_item_info);
+  const size_t tableSize = sizeof(limit_alarm_config_item_info);
+  std::string escaped;
+  for (int i = 0; i < LIMIT_ALARM_COUNT; ++i) {
+    size_t start = LIMIT_ALARM_RECORD_SIZE * static_cast<size_t>(i) + LIMIT_ALARM_LABEL_OFFSET;
+    // At most 255 bytes, and never past the end of the table.
+    size_t bound = tableSize - start < kMaxLimitLabel ? tableSize - start : kMaxLimitLabel;
+    char label[kMaxLimitLabel + 1];
+    size_t length = strnlen(table + start, bound);
+    memcpy(label, table + start, length);
+    label[length] = '\0';
+    strJSON_normalize(escaped, label);
+    fprintf(out, "\"%s\"%s", escaped.c_str(), i + 1 < LIMIT_ALARM_COUNT ? "," : "]\n");
+  }
+}
+
+// The label in a terminated buffer, trailing blanks dropped from the 16th byte
+// back to the 2nd (the first byte stays, so a blank label prints as one blank;
+// the trim stops at the first byte that is not a blank, a zero included), then
+// escaped for JSON.
+void ProfileLabel::cleanLabel(const unsigned char* label16, std::string* escaped) {
+  char text[kLabelSize + 1];
+  memcpy(text, label16, kLabelSize);
+  text[kLabelSize] = '\0';
+  for (size_t i = kLabelSize - 1; i >= 1; --i) {
+    if (text[i] != ' ') break;
+    text[i] = '\0';
+  }
+  strJSON_normalize(*escaped, text);
+}
+
+int ProfileLabel::print_profile_label_initialization() {
+  // A private handle: this runs before the daemon opens its own.
+  DM_SYS_DATA_BLOK_USER handle{};
+  int status = dm_open_map(&handle);
+  if (status < 0) return status;
+  unsigned int size = 0;
+  unsigned int flags = 0;
+  void* pq_status_user_data_ptr = nullptr;
+  void* names = nullptr;
+  status = dm_get_user_data_handle(&handle, kPqStatusBlock, &size, &pq_status_user_data_ptr,
+                                   &flags);
+  if (status >= 0) {
+    status = dm_get_user_data_handle(&handle, kLimitNameBlock, &size, &names, &flags);
+  }
+  if (status < 0) {
+    dm_close_map(&handle);
+    return status;
+  }
+  fillLimitTable(static_cast<const unsigned char*>(pq_status_user_data_ptr),
+                 static_cast<unsigned char*>(names));
+  print_profile_label_initialized = true;
+  return dm_close_map(&handle);
+}
+
+// For each limit: the name of its log item goes to the name block, and enabled
+// limits take their label from there. Block words are in native byte order.
+void ProfileLabel::fillLimitTable(const unsigned char* pqStatusBlock, unsigned char* nameBlock) {
+  uint32_t enabled = 0;
+  memcpy(&enabled, pqStatusBlock + kLimitEnableWord, sizeof(enabled));
+  char* names = reinterpret_cast<char*>(nameBlock + kLimitNames);
+  for (int i = 0; i < LIMIT_ALARM_COUNT; ++i) {
+    uint16_t id = 0;
+    memcpy(&id, pqStatusBlock + kLimitItemIds + 2 * static_cast<size_t>(i), sizeof(id));
+    uint8_t subId = pqStatusBlock[kLimitItemSubIds + static_cast<size_t>(i)];
+    if (id != kNoLogItem && !(id == 0 && subId == 0)) {
+      LOG_ITEM_INFO info;
+      if (getLogItemInfo_map(id, subId, &info) >= 0) {
+        memcpy(names + LOG_ITEM_NAME_SIZE * static_cast<size_t>(i), info.name,
+               LOG_ITEM_NAME_SIZE);
+      }
+    }
+    if (enabled & (0x80000000u >> i)) {
+      query_limit_alarm_item_info(i, names, &limit_alarm_config_item_info[i]);
+    }
+  }
+}

@@ -1,0 +1,108 @@
+#include "platform/host/LogItemCatalog.h"
+
+#include <algorithm>
+#include <tuple>
+
+namespace dmhost {
+
+namespace {
+
+// Parses a decimal number of at most max at text[*pos], advancing *pos.
+bool parseDecimal(const std::string& text, size_t* pos, unsigned long max, unsigned long* value) {
+  size_t i = *pos;
+  unsigned long v = 0;
+  while (i < text.size() && text[i] >= '0' && text[i] <= '9') {
+    v = v * 10 + static_cast<unsigned long>(text[i] - '0');
+    if (v > max) return false;
+    ++i;
+  }
+  if (i == *pos) return false;
+  *pos = i;
+  *value = v;
+  return true;
+}
+
+bool lessKey(const LogItemCatalog::Item& a, const LogItemCatalog::Item& b) {
+  return std::tie(a.id, a.subId) < std::tie(b.id, b.subId);
+}
+
+// Checks one non-comment line and fills *item; *reason says what is wrong.
+bool parseLine(const std::string& line, LogItemCatalog::Item* item, std::string* reason) {
+  size_t pos = 0;
+  unsigned long id = 0;
+  unsigned long subId = 0;
+  if (!parseDecimal(line, &pos, 65534, &id) || id == 0) {
+    *reason = "item id must be a decimal number 1..65534";
+    return false;
+  }
+  if (pos >= line.size() || line[pos] != ' ') {
+    *reason = "expected a blank after the item id";
+    return false;
+  }
+  ++pos;
+  if (!parseDecimal(line, &pos, 255, &subId)) {
+    *reason = "sub id must be a decimal number 0..255";
+    return false;
+  }
+  if (pos >= line.size() || line[pos] != ' ' || pos + 1 >= line.size()) {
+    *reason = "expected a blank and a name after the sub id";
+    return false;
+  }
+  item->id = static_cast<uint16_t>(id);
+  item->subId = static_cast<uint8_t>(subId);
+  item->name = line.substr(pos + 1);
+  if (item->name.size() > LogItemCatalog::kMaxNameLength) {
+    *reason = "name longer than 79 bytes";
+    return false;
+  }
+  if (item->name.find('\0') != std::string::npos) {
+    *reason = "name holds a NUL byte";
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+bool LogItemCatalog::parse(const std::string& text, const std::string& origin,
+                           std::string* error) {
+  items_.clear();
+  std::vector<Item> items;
+  size_t start = 0;
+  int lineNumber = 0;
+  while (start < text.size()) {
+    size_t end = text.find('\n', start);
+    if (end == std::string::npos) end = text.size();
+    std::string line = text.substr(start, end - start);
+    start = end + 1;
+    ++lineNumber;
+    if (!line.empty() && line.back() == '\r') line.pop_back();
+    if (line.empty() || line[0] == '#') continue;
+    Item item;
+    std::string reason;
+    if (!parseLine(line, &item, &reason)) {
+      *error = origin + ":" + std::to_string(lineNumber) + ": " + reason;
+      return false;
+    }
+    auto at = std::lower_bound(items.begin(), items.end(), item, lessKey);
+    if (at != items.end() && !lessKey(item, *at)) {
+      *error = origin + ":" + std::to_string(lineNumber) + ": item " + std::to_string(item.id) +
+               " " + std::to_string(item.subId) + " listed twice";
+      return false;
+    }
+    items.insert(at, std::move(item));
+  }
+  items_ = std::move(items);
+  return true;
+}
+
+const LogItemCatalog::Item* LogItemCatalog::find(uint16_t id, uint8_t subId) const {
+  Item key;
+  key.id = id;
+  key.subId = subId;
+  auto at = std::lower_bound(items_.begin(), items_.end(), key, lessKey);
+  if (at == items_.end() || lessKey(key, *at)) return nullptr;
+  return &*at;
+}
+
+}  // namespace dmhost
