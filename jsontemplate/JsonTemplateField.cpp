@@ -541,8 +541,12 @@ bool JsonTemplateField::hasReader() const {
 }
 
 std::string JsonTemplateField::readValue() {
-  if (!hasReader()) return std::string();
-  return (this->*readers_[dmType_])(this);
+  std::string text;
+  if (hasReader()) {
+    Reader reader = readers_[dmType_];
+    text = (this->*reader)(this);
+  }
+  return text;
 }
 
 void JsonTemplateField::reportReadError(const char* operation, int code) const {
