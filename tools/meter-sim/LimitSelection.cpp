@@ -1,0 +1,58 @@
+#include "LimitSelection.h"
+
+#include <stdlib.h>
+
+#include <fstream>
+#include <sstream>
+
+#include "platform/host/LogItemCatalog.h"
+
+std::vector<MeterBlocks::Limit> LimitSelection::fromCatalogText(const std::string& text,
+                                                                const std::string& origin,
+                                                                std::string* error) {
+  std::vector<MeterBlocks::Limit> limits;
+  dmhost::LogItemCatalog catalog;
+  if (!catalog.parse(text, origin, error)) return limits;
+  for (const dmhost::LogItemCatalog::Item& item : catalog.items()) {
+    if (static_cast<int>(limits.size()) == kEnabledLimits) break;
+    if (!limits.empty() && limits.back().id == item.id) continue;
+    limits.push_back({item.id, item.subId, item.name});
+  }
+  return limits;
+}
+
+std::vector<MeterBlocks::Limit> LimitSelection::fallback() {
+  std::vector<MeterBlocks::Limit> limits;
+  for (int i = 1; i <= kEnabledLimits; ++i)
+    limits.push_back({static_cast<uint16_t>(i), 1, "Limit " + std::to_string(i)});
+  return limits;
+}
+
+std::vector<MeterBlocks::Limit> LimitSelection::choose(const std::string& path, std::string* note) {
+  std::string file = path;
+  if (file.empty() && getenv("LOG_ITEM_CATALOG") && *getenv("LOG_ITEM_CATALOG"))
+    file = getenv("LOG_ITEM_CATALOG");
+  std::string text, origin = "built-in log item catalogue";
+  if (file.empty()) {
+    text = dmhost::kEmbeddedLogItemCatalog;
+  } else {
+    std::ifstream in(file);
+    std::stringstream buffer;
+    if (in.is_open()) buffer << in.rdbuf();
+    text = buffer.str();
+    origin = file;
+    if (!in.is_open() || in.bad()) {
+      *note = "cannot read log item catalogue " + file + "; limits use items 1.." +
+              std::to_string(kEnabledLimits);
+      return fallback();
+    }
+  }
+  std::string error;
+  std::vector<MeterBlocks::Limit> limits = fromCatalogText(text, origin, &error);
+  if (limits.empty()) {
+    *note = (error.empty() ? origin + " names no items" : error) + "; limits use items 1.." +
+            std::to_string(kEnabledLimits);
+    return fallback();
+  }
+  return limits;
+}
