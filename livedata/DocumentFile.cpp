@@ -11,7 +11,10 @@
 #include "livedata/Timestamp.h"
 #include "platform/common_api.h"
 
-DocumentFile::DocumentFile(size_t expectedSize) { text_.reserve(expectedSize); }
+DocumentFile::DocumentFile(size_t expectedSize) {
+  text_.reserve(expectedSize);
+  designation_.reserve(128);
+}
 
 DocumentFile::~DocumentFile() {
   if (fd_ >= 0) ::close(fd_);
@@ -54,6 +57,22 @@ void DocumentFile::timestamp(const ZUL_TIMESTAMP_8B_STRUCT& ts) {
   char text[kTimestampTextSize];
   int length = sprint_out_ZUL_8byte_timestamp(text, &ts, timestamp_print_out_format);
   if (length > 0) text_.append(text, static_cast<size_t>(length));
+}
+
+void DocumentFile::appendFrameStart() {
+  append("{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n");
+}
+
+void DocumentFile::appendFrameEnd(const char* designation, const ZUL_TIMESTAMP_8B_STRUCT& dateTime,
+                                  const ZUL_TIMESTAMP_8B_STRUCT& powerOnTime) {
+  strJSON_normalize(designation_, designation);
+  append("\"meterDesignation\":\"");
+  append(designation_.data(), designation_.size());
+  append("\",\n\"dateTime\":\"");
+  timestamp(dateTime);
+  append("\",\n\"powerOnTime\":\"");
+  timestamp(powerOnTime);
+  append("\"\n}\n");
 }
 
 void DocumentFile::close() {

@@ -34,6 +34,13 @@ class DocumentFile {
   // A timestamp in the layout of timestamp_print_out_format.
   void timestamp(const ZUL_TIMESTAMP_8B_STRUCT& ts);
 
+  // The frame every updater document shares. Start: "{" and the version 0.1.6.
+  void appendFrameStart();
+  // End: the designation (JSON-escaped), the meter's clock and its power-on time,
+  // and the closing brace.
+  void appendFrameEnd(const char* designation, const ZUL_TIMESTAMP_8B_STRUCT& dateTime,
+                      const ZUL_TIMESTAMP_8B_STRUCT& powerOnTime);
+
   // Writes the collected text, fsyncs and closes. Does nothing when not open.
   void close();
 
@@ -43,6 +50,7 @@ class DocumentFile {
  private:
   int fd_ = -1;
   std::string text_;
+  std::string designation_;  // escaped designation, reused every cycle
 };
 
 #endif  // LIVEDATA_DOCUMENTFILE_H_

@@ -112,7 +112,6 @@ void resolveAs(const char* key, const char* shown, unsigned int* index) {
 
 EnergyUpdate::EnergyUpdate() : document_(4096) {
   addDebugMaskBits(kDebugEnergy);
-  designationJson_.reserve(2 * kDmTextSize);
 }
 
 // Ends the updater thread before the members it uses go away.
@@ -215,8 +214,7 @@ std::string EnergyUpdate::displayData() {
 void EnergyUpdate::writeEnergyDocument() {
   if (!document_.open(getJsonFile())) return;
   DocumentFile& out = document_;
-  out.append("{\n");
-  out.printf("\"version\":{\t\"major\":%u,\t\"minor\":%u,\t\"micro\":%u},\n", 0u, 1u, 6u);
+  out.appendFrameStart();
   writeTextArray("quadrantblock", kQuadrantTexts, 17);
   writeTextArray("iv2tblock", kIv2tTexts, 6);
   writeTextValueArray("energyblock", kEnergyTexts, &floats_[kEnergy], 5);
@@ -240,13 +238,8 @@ void EnergyUpdate::writeEnergyDocument() {
   out.timestamp(accumulatorResetTime_.value);
   out.append("\",\n\"last_peak_demand_reset_Time\":\"");
   out.timestamp(peakDemandResetTime_.value);
-  strJSON_normalize(designationJson_, designation_.value);
-  out.printf("\",\n\"meterDesignation\":\"%s\",\n", designationJson_.c_str());
-  out.append("\"dateTime\":\"");
-  out.timestamp(localTime_.value);
-  out.append("\",\n\"powerOnTime\":\"");
-  out.timestamp(powerOnTime_.value);
-  out.append("\"\n}\n");
+  out.append("\",\n");
+  out.appendFrameEnd(designation_.value, localTime_.value, powerOnTime_.value);
   out.close();
 }
 

@@ -73,7 +73,6 @@ class EnergyUpdate : public LiveData {
 
   DocumentFile document_;
   // The designation escaped for JSON; keeps its capacity from cycle to cycle.
-  std::string designationJson_;
 };
 
 #endif  // UPDATERS_ENERGYUPDATE_H_

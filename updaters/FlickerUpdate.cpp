@@ -8,7 +8,6 @@
 
 namespace {
 
-const char kDocumentHead[] = "{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n";
 
 enum { kPst = 0, kPlt = 1 };
 enum { kMax = 0, kMin = 1 };
@@ -194,16 +193,6 @@ void FlickerUpdate::writeSeverities(const char* name, const Severity* severities
   }
 }
 
-void FlickerUpdate::writeTrailer() {
-  strJSON_normalize(normalizedDesignation_, designation_.value);
-  document_.append("\"meterDesignation\":\"");
-  document_.append(normalizedDesignation_.data(), normalizedDesignation_.size());
-  document_.append("\",\n\"dateTime\":\"");
-  document_.timestamp(time_.value);
-  document_.append("\",\n\"powerOnTime\":\"");
-  document_.timestamp(onTime_.value);
-  document_.append("\"\n}\n");
-}
 
 std::string FlickerUpdate::displayData() {
   if (debugEnabled()) fputs("Flicker displayData...\n", stdout);
@@ -213,7 +202,7 @@ std::string FlickerUpdate::displayData() {
   sprint_out_ZUL_8byte_timestamp(pltTime, &pltTime_.value, timestamp_print_out_format);
   if (!document_.open(getJsonFile())) return std::string();
 
-  document_.append(kDocumentHead);
+  document_.appendFrameStart();
   document_.append("\"runtime\":[\"");
   document_.timestamp(resetPeakTime_.value);
   document_.append("\",\"");
@@ -231,7 +220,7 @@ std::string FlickerUpdate::displayData() {
       voltage_[0].value, pinst_[1].value, voltage_[1].value, pinst_[2].value, voltage_[2].value);
   writeSeverities("shortterm", pst_, pstTime);
   writeSeverities("longterm", plt_, pltTime);
-  writeTrailer();
+  document_.appendFrameEnd(designation_.value, time_.value, onTime_.value);
   document_.close();
   return std::string();
 }

@@ -52,7 +52,6 @@ class FlickerUpdate : public LiveData {
   void readSeverities(int kind, Severity* severities);
   void readExtreme(Extreme& extreme, int kind, int which, int phase);
   void writeSeverities(const char* name, const Severity* severities, const char* time);
-  void writeTrailer();
 
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> resetPeakTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> runtimeTime_;
@@ -83,7 +82,6 @@ class FlickerUpdate : public LiveData {
   uint32_t reserved2400_ = 2400;
 
   DocumentFile document_;
-  std::string normalizedDesignation_;  // reused every cycle
 };
 
 #endif  // UPDATERS_FLICKERUPDATE_H_

@@ -14,7 +14,6 @@ namespace {
 constexpr float kKilo = 1000.0f;
 constexpr float kMega = 1000000.0f;
 
-const char kDocumentHead[] = "{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n";
 
 // dm_get_info order of the eight keys of each phase.
 const char* const kPhaseKeys[3][8] = {
@@ -252,16 +251,6 @@ void PhasorUpdate::writeAuxiliary() {
   }
 }
 
-void PhasorUpdate::writeTrailer() {
-  strJSON_normalize(normalizedDesignation_, designation_.value);
-  document_.append("\"meterDesignation\":\"");
-  document_.append(normalizedDesignation_.data(), normalizedDesignation_.size());
-  document_.append("\",\n\"dateTime\":\"");
-  document_.timestamp(time_.value);
-  document_.append("\",\n\"powerOnTime\":\"");
-  document_.timestamp(onTime_.value);
-  document_.append("\"\n}\n");
-}
 
 std::string PhasorUpdate::displayData() {
   if (debugEnabled()) fputs("PhasorUpdate displayData...\n", stdout);
@@ -272,7 +261,7 @@ std::string PhasorUpdate::displayData() {
   const bool kiloVolts = ptRatio_.value > 5;
   const bool kiloAmps = ctRatio_.value > 10;
 
-  document_.append(kDocumentHead);
+  document_.appendFrameStart();
   document_.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   document_.printf("\"hookup\":\"%s\",\n", hookup_name(wiring));
 
@@ -287,7 +276,7 @@ std::string PhasorUpdate::displayData() {
 
   writeAuxiliary();
   document_.append("\"earthblock\":[\"N/A\",\"N/A\",\"N/A\",\"N/A\"],\n");
-  writeTrailer();
+  document_.appendFrameEnd(designation_.value, time_.value, onTime_.value);
   document_.close();
   return std::string();
 }

@@ -51,7 +51,6 @@ class PhasorUpdate : public LiveData {
   void writeAngles(DmKey<double> Phase::*voltageAngle);
   void adjustForHookup(uint32_t wiring);
   void writeAuxiliary();
-  void writeTrailer();
 
   DmKey<double> frequency_;
   Phase phase_[3];
@@ -68,7 +67,6 @@ class PhasorUpdate : public LiveData {
   DmKey<unsigned int> ctAuxRatio_;
 
   DocumentFile document_;
-  std::string normalizedDesignation_;  // reused every cycle
 };
 
 #endif  // UPDATERS_PHASORUPDATE_H_

@@ -78,7 +78,6 @@ void reportError(const char* what, int error) {
 
 PollingUpdate::PollingUpdate() : document_(8192) {
   addDebugMaskBits(kDebugPolling);
-  designationJson_.reserve(2 * kDmTextSize);
   ledEpollFd_ = epoll_create(1);
   if (ledEpollFd_ < 0) reportError("epoll_create", errno);
   ledEventFd_ = eventfd(0, 0);
@@ -283,8 +282,7 @@ std::string PollingUpdate::displayData() {
   if (debugEnabled()) printf("PollingUpdate displayData...\n");
   if (!document_.open(getJsonFile())) return std::string();
   DocumentFile& out = document_;
-  out.append("{\n");
-  out.printf("\"version\":{\t\"major\":%u,\t\"minor\":%u,\t\"micro\":%u},\n", 0u, 1u, 6u);
+  out.appendFrameStart();
   out.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   out.append("\"digins\":[");
   for (int slot = 0; slot < kSamples; ++slot) {
@@ -314,13 +312,8 @@ std::string PollingUpdate::displayData() {
   writeEnumerations();
   out.append("\"last_thermal_peak_reset_time\":\"");
   out.timestamp(thermalPeakResetTime_.value);
-  strJSON_normalize(designationJson_, designation_.value);
-  out.printf("\",\n\"meterDesignation\":\"%s\",\n", designationJson_.c_str());
-  out.append("\"dateTime\":\"");
-  out.timestamp(localTime_.value);
-  out.append("\",\n\"powerOnTime\":\"");
-  out.timestamp(powerOnTime_.value);
-  out.append("\"\n}\n");
+  out.append("\",\n");
+  out.appendFrameEnd(designation_.value, localTime_.value, powerOnTime_.value);
   out.close();
   return std::string();
 }

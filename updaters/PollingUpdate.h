@@ -113,7 +113,6 @@ class PollingUpdate : public LiveData {
 
   DocumentFile document_;
   // The designation escaped for JSON; keeps its capacity from cycle to cycle.
-  std::string designationJson_;
 };
 
 #endif  // UPDATERS_POLLINGUPDATE_H_

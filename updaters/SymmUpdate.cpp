@@ -11,7 +11,6 @@ namespace {
 // Unit divisor of the meter firmware: a single-precision constant widened to double.
 constexpr float kKilo = 1000.0f;
 
-const char kDocumentHead[] = "{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n";
 
 // dm_get_info order of the six keys of each phase.
 const char* const kPhaseKeys[3][6] = {
@@ -217,28 +216,18 @@ void SymmUpdate::writeCurrents() {
       phase_[1].currentAngle.value, phase_[2].currentAngle.value);
 }
 
-void SymmUpdate::writeTrailer() {
-  strJSON_normalize(normalizedDesignation_, designation_.value);
-  document_.append("\"meterDesignation\":\"");
-  document_.append(normalizedDesignation_.data(), normalizedDesignation_.size());
-  document_.append("\",\n\"dateTime\":\"");
-  document_.timestamp(time_.value);
-  document_.append("\",\n\"powerOnTime\":\"");
-  document_.timestamp(onTime_.value);
-  document_.append("\"\n}\n");
-}
 
 std::string SymmUpdate::displayData() {
   // This updater prints the phasor updater's debug text.
   if (debugEnabled()) fputs("PhasorUpdate displayData...\n", stdout);
   if (!document_.open(getJsonFile())) return std::string();
   const uint32_t wiring = hookup.load(std::memory_order_relaxed);
-  document_.append(kDocumentHead);
+  document_.appendFrameStart();
   document_.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   document_.printf("\"hookup\":\"%s\",\n", hookup_name(wiring));
   writeVoltages(wiring);
   writeCurrents();
-  writeTrailer();
+  document_.appendFrameEnd(designation_.value, time_.value, onTime_.value);
   document_.close();
   return std::string();
 }

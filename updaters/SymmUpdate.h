@@ -51,7 +51,6 @@ class SymmUpdate : public LiveData {
                       const char* unit);
   void writeVoltages(uint32_t wiring);
   void writeCurrents();
-  void writeTrailer();
 
   DmKey<double> frequency_;
   Phase phase_[3];
@@ -64,7 +63,6 @@ class SymmUpdate : public LiveData {
   DmKey<unsigned int> ctRatio_;
 
   DocumentFile document_;
-  std::string normalizedDesignation_;  // reused every cycle
 };
 
 #endif  // UPDATERS_SYMMUPDATE_H_

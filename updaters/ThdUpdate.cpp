@@ -8,7 +8,6 @@
 
 namespace {
 
-const char kDocumentHead[] = "{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n";
 
 constexpr int kHarmonicArrayLength = 128;
 
@@ -186,21 +185,11 @@ void ThdUpdate::writeHarmonicArray(const char* name, size_t offset, bool isSigne
   document_.append(text, static_cast<size_t>(next - text));
 }
 
-void ThdUpdate::writeTrailer() {
-  strJSON_normalize(normalizedDesignation_, designation_.value);
-  document_.append("\"meterDesignation\":\"");
-  document_.append(normalizedDesignation_.data(), normalizedDesignation_.size());
-  document_.append("\",\n\"dateTime\":\"");
-  document_.timestamp(time_.value);
-  document_.append("\",\n\"powerOnTime\":\"");
-  document_.timestamp(onTime_.value);
-  document_.append("\"\n}\n");
-}
 
 std::string ThdUpdate::displayData() {
   if (debugEnabled()) fputs("ThdUpdate displayData...\n", stdout);
   if (!document_.open(getJsonFile())) return std::string();
-  document_.append(kDocumentHead);
+  document_.appendFrameStart();
   document_.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   for (int p = 0; p < 3; ++p) {
     document_.printf("\"%s\":[\"%.3f V\",\"%.3f\",\"%.3f\"],\n", kFieldNames[p],
@@ -215,7 +204,7 @@ std::string ThdUpdate::displayData() {
   for (const HarmonicArray& harmonicArray : kHarmonicArrays) {
     writeHarmonicArray(harmonicArray.name, harmonicArray.offset, harmonicArray.isSigned);
   }
-  writeTrailer();
+  document_.appendFrameEnd(designation_.value, time_.value, onTime_.value);
   document_.close();
   return std::string();
 }

@@ -47,7 +47,6 @@ class ThdUpdate : public LiveData {
 
   void readDistortion(int channel, Distortion& distortion);
   void writeHarmonicArray(const char* name, size_t offset, bool isSigned);
-  void writeTrailer();
 
   DmKey<double> frequency_;
   // The three published voltages; each read uses one of the two index sets.
@@ -63,7 +62,6 @@ class ThdUpdate : public LiveData {
   const unsigned char* readings_ = nullptr;  // block 2, null when it could not be mapped
 
   DocumentFile document_;
-  std::string normalizedDesignation_;  // reused every cycle
 };
 
 #endif  // UPDATERS_THDUPDATE_H_
