@@ -7,6 +7,9 @@
 // worker accepts cancellation only while it sleeps (the 1 ms pause and the epoll
 // wait), so a cycle is never cut in the middle of a read or a document write.
 //
+// A subclass whose object can be deleted while its thread runs calls stop() in its
+// own destructor: when the base destructor runs, the subclass part is gone.
+//
 // Thread-safety: the running flag is a relaxed atomic shared by the worker(s) and
 // the stopping thread; everything else belongs to the worker once run() returns.
 #ifndef LIVEDATA_LIVEDATA_H_

@@ -45,7 +45,8 @@ int readFlt32(DmKey<float>& record, const char* key) {
 
 FlickerUpdate::FlickerUpdate() { addDebugMaskBits(kDebugFlicker); }
 
-FlickerUpdate::~FlickerUpdate() {}
+// Ends the updater thread before the members it uses go away.
+FlickerUpdate::~FlickerUpdate() { stop(); }
 
 int FlickerUpdate::init() {
   if (debugEnabled()) fputs("FlickerUpdate init...\n", stdout);

@@ -87,7 +87,8 @@ void resolveReportingAs(const char* key, const char* reportedKey, unsigned int* 
 
 PhasorUpdate::PhasorUpdate() {}
 
-PhasorUpdate::~PhasorUpdate() {}
+// Ends the updater thread before the members it uses go away.
+PhasorUpdate::~PhasorUpdate() { stop(); }
 
 int PhasorUpdate::init() {
   if (debugEnabled()) fputs("PhasorUpdate init...\n", stdout);

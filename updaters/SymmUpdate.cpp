@@ -93,7 +93,8 @@ double rotatedAngle(double angle, double by) {
 
 SymmUpdate::SymmUpdate() {}
 
-SymmUpdate::~SymmUpdate() {}
+// Ends the updater thread before the members it uses go away.
+SymmUpdate::~SymmUpdate() { stop(); }
 
 int SymmUpdate::init() {
   if (debugEnabled()) fputs("SymmUpdate init...\n", stdout);

@@ -63,7 +63,8 @@ void readQuoted(DmKey<double>& record, const char* name, const char* kind) {
 
 ThdUpdate::ThdUpdate() : document_(16384) { addDebugMaskBits(kDebugThd); }
 
-ThdUpdate::~ThdUpdate() {}
+// Ends the updater thread before the members it uses go away.
+ThdUpdate::~ThdUpdate() { stop(); }
 
 int ThdUpdate::init() {
   if (debugEnabled()) fputs("ThdUpdate init...\n", stdout);

@@ -25,6 +25,9 @@ namespace {
 // Counts the calls of each virtual step of the cycle.
 class CountingUpdate : public LiveData {
  public:
+  // Like every updater: its thread must end before its own members go away.
+  ~CountingUpdate() override { stop(); }
+
   int init() override {
     inits.fetch_add(1);
     return 0;
