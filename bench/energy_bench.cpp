@@ -12,30 +12,13 @@
 
 #include <benchmark/benchmark.h>
 
+#include "bench/HeapAllocationCounter.h"
 #include "livedata/Globals.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/updaters/energy_test_data.h"
 #include "updaters/EnergyUpdate.h"
 
-namespace {
-std::atomic<long long> g_allocations{0};
-}  // namespace
-
-// The replacements pair malloc with free; GCC cannot see that through operator new.
-#pragma GCC diagnostic push
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(size_t size) {
-  g_allocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = malloc(size == 0 ? 1 : size)) return p;
-  throw std::bad_alloc();
-}
-void* operator new[](size_t size) { return operator new(size); }
-void operator delete(void* p) noexcept { free(p); }
-void operator delete[](void* p) noexcept { free(p); }
-void operator delete(void* p, size_t) noexcept { free(p); }
-void operator delete[](void* p, size_t) noexcept { free(p); }
-#pragma GCC diagnostic pop
 
 static void BM_EnergyCycle(benchmark::State& state) {
   char base[] = "/dev/shm/ldu-energy-bench-XXXXXX";
@@ -58,12 +41,12 @@ static void BM_EnergyCycle(benchmark::State& state) {
     updater.init();
     updater.getData();
     updater.displayData();  // warm-up: buffers reach their size
-    long long before = g_allocations.load();
+    long long before = heap_allocation_count();
     for (auto _ : state) {
       updater.getData();
       updater.displayData();
     }
-    long long allocations = g_allocations.load() - before;
+    long long allocations = heap_allocation_count() - before;
     quiet.finish();
     state.counters["allocs_per_cycle"] =
         benchmark::Counter(static_cast<double>(allocations) / static_cast<double>(state.iterations()));

@@ -11,6 +11,7 @@
 #include <new>
 #include <string>
 
+#include "bench/HeapAllocationCounter.h"
 #include "livedata/Globals.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/TempDir.h"
@@ -18,24 +19,6 @@
 #include "updaters/PhasorUpdate.h"
 #include "updaters/SymmUpdate.h"
 #include "updaters/ThdUpdate.h"
-
-namespace {
-std::atomic<uint64_t> allocations{0};
-}  // namespace
-
-// Counting global allocation functions (this program only). They pair malloc
-// with free on purpose, which GCC flags once they are inlined into callers.
-#pragma GCC diagnostic ignored "-Wmismatched-new-delete"
-void* operator new(size_t size) {
-  allocations.fetch_add(1, std::memory_order_relaxed);
-  if (void* p = malloc(size == 0 ? 1 : size)) return p;
-  throw std::bad_alloc();
-}
-void* operator new[](size_t size) { return operator new(size); }
-void operator delete(void* p) noexcept { free(p); }
-void operator delete[](void* p) noexcept { free(p); }
-void operator delete(void* p, size_t) noexcept { free(p); }
-void operator delete[](void* p, size_t) noexcept { free(p); }
 
 namespace {
 
@@ -131,12 +114,12 @@ void runCycles(benchmark::State& state, const char* document, uint32_t wiring) {
   updater.init();
   updater.getData();
   updater.displayData();  // warm-up: buffers reach their working size
-  const uint64_t before = allocations.load(std::memory_order_relaxed);
+  const long long before = heap_allocation_count();
   for (auto _ : state) {
     updater.getData();
     updater.displayData();
   }
-  const uint64_t after = allocations.load(std::memory_order_relaxed);
+  const long long after = heap_allocation_count();
   state.counters["allocs"] =
       benchmark::Counter(static_cast<double>(after - before), benchmark::Counter::kAvgIterations);
 }
