@@ -1,12 +1,35 @@
 #include "tests/support/MapFixture.h"
 
 #include <stdlib.h>
+#include <string.h>
 
+#include <sstream>
 #include <stdexcept>
 
 #include "livedata/Globals.h"
 
 namespace testsupport {
+
+std::string catalogWithout(const std::string& catalog, std::initializer_list<const char*> keys) {
+  std::istringstream in(catalog);
+  std::string out;
+  std::string line;
+  size_t dropped = 0;
+  while (std::getline(in, line)) {
+    bool drop = false;
+    for (const char* key : keys) {
+      if (line.compare(0, strlen(key) + 1, std::string(key) + " ") == 0) drop = true;
+    }
+    if (drop) {
+      ++dropped;
+    } else {
+      out += line + "\n";
+    }
+  }
+  // A key that is not in the catalogue would make the caller's test vacuous.
+  if (dropped != keys.size()) throw std::runtime_error("catalogWithout: a named key is missing");
+  return out;
+}
 
 MapFixture::MapFixture(const std::string& catalogText) : mapPath_(dir_.file("datamap")) {
   std::string error;

@@ -5,12 +5,17 @@
 #ifndef TESTS_SUPPORT_MAPFIXTURE_H_
 #define TESTS_SUPPORT_MAPFIXTURE_H_
 
+#include <initializer_list>
 #include <string>
 
 #include "platform/host/HostDatamap.h"
 #include "tests/support/TempDir.h"
 
 namespace testsupport {
+
+// The catalogue text without the lines of the named keys; throws
+// std::runtime_error unless every named key had exactly one line.
+std::string catalogWithout(const std::string& catalog, std::initializer_list<const char*> keys);
 
 class MapFixture {
  public:

@@ -70,18 +70,9 @@ std::string document(const std::string& peaks = kPeaksPlain,
 const char kKey21Error[] =
     "dm_read_flt64 error on key \"core.interval.demand.va.total.total\" with error code= -3\n";
 
+// The test catalogue without the lines of the named keys.
 std::string catalogWithout(std::initializer_list<const char*> keys) {
-  std::istringstream in(energy_test::catalog());
-  std::string out;
-  std::string line;
-  while (std::getline(in, line)) {
-    bool drop = false;
-    for (const char* key : keys) {
-      if (line.compare(0, strlen(key) + 1, std::string(key) + " ") == 0) drop = true;
-    }
-    if (!drop) out += line + "\n";
-  }
-  return out;
+  return testsupport::catalogWithout(energy_test::catalog(), keys);
 }
 
 class EnergyDocumentTest : public ::testing::Test {

@@ -57,14 +57,8 @@ const char kCatalog[] =
     "dev.ct.aux.ratio uint32 1\n";
 
 // The catalogue without the lines of the given keys.
-std::string catalogWithout(const std::vector<std::string>& keys) {
-  std::string text = kCatalog;
-  for (const std::string& key : keys) {
-    size_t at = text.find(key + " ");
-    if (at == std::string::npos) throw std::runtime_error("no such key " + key);
-    text.erase(at, text.find('\n', at) + 1 - at);
-  }
-  return text;
+std::string catalogWithout(std::initializer_list<const char*> keys) {
+  return testsupport::catalogWithout(kCatalog, keys);
 }
 
 // Lines of the baseline catalogue (hookup 0).

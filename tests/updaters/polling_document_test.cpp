@@ -24,19 +24,9 @@ using testsupport::StreamCapture;
 using testsupport::TempDir;
 using testsupport::readFile;
 
-// The catalogue without the lines of the named keys.
+// The test catalogue without the lines of the named keys.
 std::string catalogWithout(std::initializer_list<const char*> keys) {
-  std::istringstream in(polling_test::catalog());
-  std::string out;
-  std::string line;
-  while (std::getline(in, line)) {
-    bool drop = false;
-    for (const char* key : keys) {
-      if (line.compare(0, strlen(key) + 1, std::string(key) + " ") == 0) drop = true;
-    }
-    if (!drop) out += line + "\n";
-  }
-  return out;
+  return testsupport::catalogWithout(polling_test::catalog(), keys);
 }
 
 class PollingDocumentTest : public ::testing::Test {

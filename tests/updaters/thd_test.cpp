@@ -286,13 +286,8 @@ TEST_F(ThdTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
 class ThdMissingKeysTest : public ThdTest {
  protected:
   static std::string catalog() {
-    std::string text = kCatalog;
-    for (const char* key : {"reading.3sec.kfactor.vbn.total", "reading.1sec.volt.ca",
-                            "reading.3sec.tdd.ic.total", "dev.designation"}) {
-      size_t at = text.find(std::string(key) + " ");
-      text.erase(at, text.find('\n', at) + 1 - at);
-    }
-    return text;
+    return testsupport::catalogWithout(kCatalog, {"reading.3sec.kfactor.vbn.total", "reading.1sec.volt.ca",
+                            "reading.3sec.tdd.ic.total", "dev.designation"});
   }
   ThdMissingKeysTest() : ThdTest(catalog()) {}
 };
