@@ -11,12 +11,13 @@ import { describe, it, before, after } from 'node:test';
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import path from 'node:path';
+import { fileURLToPath } from 'node:url';
 import { chromium } from 'playwright-core';
 import { MeterRig, DOCUMENTS, waitFor } from './rig.mjs';
 import * as expect from './expected.mjs';
 
 const STAGE = process.env.LDU_STAGE;
-const SOURCE = process.env.LDU_SOURCE_DIR || path.resolve(import.meta.dirname, '../..');
+const SOURCE = process.env.LDU_SOURCE_DIR || path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 const SOAK_SECONDS = Number(process.env.LDU_WEB_SOAK_SECONDS || 60);
 const BROWSER_FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
   '--disable-background-networking', '--disable-component-update', '--disable-sync'];
