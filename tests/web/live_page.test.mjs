@@ -186,6 +186,8 @@ describe('live page', { concurrency: false }, () => {
     await waitFor('no data', async () => (await state(gone)) === 'no data', 5000);
     const kept = { volts: await field(cut, 'volts', 0), phasor: await field(gone, 'phasetoneutral', 0) };
     await waitFor('stale', async () => (await state(cut)) === 'stale', 8000);
+    assert.equal(await page.locator('#readings [data-status-for="polling_data.json"]').textContent(), 'polling_data: stale');
+    assert.equal(await page.locator('#phasors [data-status-for="phasor_data.json"]').textContent(), 'phasor_data: no data');
     const flickerTime = await field('flicker_data.json', 'dateTime');
     await waitFor('others updating', async () => (await field('flicker_data.json', 'dateTime')) !== flickerTime, 5000);
     assert.equal(await field(cut, 'volts', 0), kept.volts);
