@@ -354,8 +354,8 @@ void PollingUpdate::writeEnumerations() {
         "\"hookup\":\"n/a\",\n\"nominalFrequency\":\"n/a\",\n\"phaseSequence\":\"n/a\",\n");
     return;
   }
-  unsigned short hookup = hookup_.value;
-  document_.append(hookup < 5 ? kHookupLine[hookup] : kHookupLine[0]);
+  const unsigned short wiring = hookup_.value;
+  document_.append(wiring < 5 ? kHookupLine[wiring] : kHookupLine[0]);
   document_.append(frequencyType_.value != 0 ? "\"nominalFrequency\":\"60 Hz\",\n"
                                              : "\"nominalFrequency\":\"50 Hz\",\n");
   document_.append(phaseSequence_.value == 0 ? "\"phaseSequence\":\"ABC\",\n"
