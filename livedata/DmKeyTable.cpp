@@ -18,9 +18,9 @@ void DmKeyTable::addRead(DmRecordRef record, const char* readMessage) {
   reads_.push_back(Read{record, readMessage});
 }
 
-void DmKeyTable::resolve() const {
-  for (const Lookup& row : lookups_) {
-    resolve_dm_key_as(row.key, row.reportedKey, row.index);
+void DmKeyTable::resolve(size_t first, size_t last) const {
+  for (size_t i = first; i < last && i < lookups_.size(); ++i) {
+    resolve_dm_key_as(lookups_[i].key, lookups_[i].reportedKey, lookups_[i].index);
   }
 }
 

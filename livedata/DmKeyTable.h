@@ -50,7 +50,10 @@ class DmKeyTable {
   void addRead(DmRecordRef record, const char* readMessage);
 
   // dm_get_info of every lookup row; failures print the reported key.
-  void resolve() const;
+  void resolve() const { resolve(0, lookups_.size()); }
+  // Resolves rows first .. last - 1: for updaters that look up something between rows.
+  void resolve(size_t first, size_t last) const;
+  size_t lookupCount() const { return lookups_.size(); }
   // dm_read of every read row; failures print the row's message and the status.
   void read() const { read(0, reads_.size()); }
   // Reads rows first .. last - 1: for updaters that read something between rows.

@@ -2,7 +2,7 @@
 
 #include <stdio.h>
 
-DocumentUpdater::FrameMessages DocumentUpdater::kFrameMessages = {
+DocumentUpdater::FrameMessages DocumentUpdater::kCommonFrameMessages = {
     "dm_read_STRING error on \"dev.designation\" with error code= ",
     "dm_read_timestamp_b8 error on \"reading.time.ltc\" with error code= ",
     "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ",

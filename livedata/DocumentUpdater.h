@@ -33,7 +33,7 @@ class DocumentUpdater : public LiveData {
   // Read error messages of the frame keys: designation, meter time, power-on time.
   using FrameMessages = const char* const[3];
   // The messages most updaters print.
-  static FrameMessages kFrameMessages;
+  static FrameMessages kCommonFrameMessages;
 
   int init() override;
   // Resolves the key table; returns 0.

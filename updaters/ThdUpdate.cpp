@@ -99,7 +99,7 @@ ThdUpdate::ThdUpdate()
     k.addRead(current_[p], kCurrentKeys[p][1]);
     addDistortionReads(3 + p, currentDistortion_[p]);
   }
-  addFrameKeys(kFrameMessages);
+  addFrameKeys(kCommonFrameMessages);
 }
 
 // Ends the updater thread before the members it uses go away.
