@@ -184,6 +184,53 @@ void JsonTemplate::lookupKey(const std::string& key, bool validityKey, int* inde
   }
 }
 
+// Reads the attributes of one marker from p until the closing '>' (p is left on
+// it): 'name'='value' pairs in either quote, separated by blanks or commas.
+// Values of known names go to values; stray characters and unterminated names
+// or values are skipped. Returns false when the text ends before the '>'.
+bool JsonTemplate::parseAttributes(const std::string& text, size_t& p, std::string* values,
+                                   bool trace) {
+  while (p < text.size()) {
+    if (text[p] == '>') return true;
+    p = skipSpace(text, p);
+    const char quote = charAt(text, p);
+    if (quote != '"' && quote != '\'') {
+      ++p;  // stray character (a '?' before '>', or anything else): ignored
+    } else {
+      const size_t nameEnd = text.find(quote, p + 1);
+      if (nameEnd == std::string::npos) {
+        ++p;  // no closing quote: attribute dropped
+      } else {
+        const std::string name = text.substr(p + 1, nameEnd - p - 1);
+        p = skipSpace(text, nameEnd + 1);
+        if (charAt(text, p) == '=') {
+          p = skipSpace(text, p + 1);
+          const char valueQuote = charAt(text, p);
+          if (valueQuote == '"' || valueQuote == '\'') {
+            const size_t valueEnd = text.find(valueQuote, p + 1);
+            if (valueEnd == std::string::npos) {
+              ++p;  // unterminated value: attribute dropped
+            } else {
+              const std::string value = text.substr(p + 1, valueEnd - p - 1);
+              p = valueEnd + 1;
+              const int index = attributeIndex(name);
+              if (index >= 0) values[index] = value;
+              if (trace) {
+                std::cout << templateName_ << " : attributeName=" << name
+                          << ", attributeValue=" << value << std::endl;
+              }
+              p = skipSpace(text, p);
+              if (charAt(text, p) == ',') ++p;
+            }
+          }
+        }
+      }
+    }
+    templateYield();
+  }
+  return false;
+}
+
 int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField>& fields) {
   const bool first = fields.empty();
   const size_t start = first ? 0 : fields.back().getTemplateDataPositionAfterThisField();
@@ -205,48 +252,7 @@ int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField
     // Attributes, until the current character is '>'.
     std::string values[Fmt::kAttributeCount];
     size_t p = position + kMarkerLength;
-    bool terminated = false;
-    while (p < text.size()) {
-      if (text[p] == '>') {
-        terminated = true;
-        break;
-      }
-      p = skipSpace(text, p);
-      const char quote = charAt(text, p);
-      if (quote != '"' && quote != '\'') {
-        ++p;  // stray character (a '?' before '>', or anything else): ignored
-      } else {
-        const size_t nameEnd = text.find(quote, p + 1);
-        if (nameEnd == std::string::npos) {
-          ++p;  // no closing quote: attribute dropped
-        } else {
-          const std::string name = text.substr(p + 1, nameEnd - p - 1);
-          p = skipSpace(text, nameEnd + 1);
-          if (charAt(text, p) == '=') {
-            p = skipSpace(text, p + 1);
-            const char valueQuote = charAt(text, p);
-            if (valueQuote == '"' || valueQuote == '\'') {
-              const size_t valueEnd = text.find(valueQuote, p + 1);
-              if (valueEnd == std::string::npos) {
-                ++p;  // unterminated value: attribute dropped
-              } else {
-                const std::string value = text.substr(p + 1, valueEnd - p - 1);
-                p = valueEnd + 1;
-                const int index = attributeIndex(name);
-                if (index >= 0) values[index] = value;
-                if (trace) {
-                  std::cout << templateName_ << " : attributeName=" << name
-                            << ", attributeValue=" << value << std::endl;
-                }
-                p = skipSpace(text, p);
-                if (charAt(text, p) == ',') ++p;
-              }
-            }
-          }
-        }
-      }
-      templateYield();
-    }
+    const bool terminated = parseAttributes(text, p, values, trace);
 
     if (!terminated) {
       reportUnterminatedMarker(position, text);
@@ -325,7 +331,8 @@ int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField
 // ---------------------------------------------------------------------------
 // Processing
 
-int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* handle, _JsonTemplateInternalVariable* vars, int count) {
+int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* handle, _JsonTemplateInternalVariable* vars,
+                       int count) {
   internalVariables_.clear();
   if (vars != nullptr) {
     for (int i = 0; i < count; ++i) {

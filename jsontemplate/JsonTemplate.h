@@ -90,6 +90,7 @@ class JsonTemplate {
   bool variableWidth() const { return variableWidth_; }
 
  private:
+  bool parseAttributes(const std::string& text, size_t& p, std::string* values, bool trace);
   int _processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out);
   void processFixedWidthFirstPass(std::string& out, long long pauseUs);
   void processFixedWidthSubsequentPass(std::string& out, long long pauseUs);

@@ -52,7 +52,8 @@ void PhasorUpdate::writeMagnitudes(const char* name, DmKey<double> Phase::*volta
                                    const UnitSelection& units) {
   const UnitSelection::Unit& v = units.volts();
   const UnitSelection::Unit& a = units.amps();
-  document().printf("\"%s\":[\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",", name,
+  document().printf(
+      "\"%s\":[\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",", name,
                (phase_[0].*voltage).value / v.divisor, v.suffix,
                (phase_[1].*voltage).value / v.divisor, v.suffix,
                (phase_[2].*voltage).value / v.divisor, v.suffix,

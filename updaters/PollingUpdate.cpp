@@ -170,38 +170,30 @@ int PollingUpdate::getData() {
 }
 
 void PollingUpdate::readThermals() {
-  for (int c : kVoltReadingOrder) {
-    int status = dm_read(channels_[c].thermal);
-    if (status < 0) {
-      fprintf(stderr, "dm_read_flt64 error on key \"avg.1sec.volt.%s\" with error code= %d\n",
-              kChannelMessage[c], status);
-    }
-  }
-  for (int f = kCurrents; f < kFamilies; ++f) {
-    for (int c = kFamily[f].first; c < kFamily[f].first + kFamily[f].count; ++c) {
-      int status = dm_read(channels_[c].thermal);
-      if (status < 0) {
-        fprintf(stderr, "dm_read_flt64 error on key data.%s.%s.avg with error code= %d\n",
-                kFamily[f].messageName, kChannelMessage[c], status);
-      }
-    }
-  }
+  readChannels(&Channel::thermal,
+               "dm_read_flt64 error on key \"avg.1sec.volt.%s\" with error code= %d\n",
+               "dm_read_flt64 error on key data.%s.%s.avg with error code= %d\n");
 }
 
 void PollingUpdate::readOneSecond() {
+  readChannels(&Channel::reading,
+               "dm_read_flt64 error on key \"reading.1sec.volt.%s\" with error code= %d\n",
+               "dm_read_flt64 error on key data.%s.%s.reading with error code= %d\n");
+}
+
+// One reading of every channel: the volts in their read order (voltFormat names
+// the channel), then the other families (otherFormat names family and channel).
+void PollingUpdate::readChannels(DmKey<double> Channel::*record, const char* voltFormat,
+                                 const char* otherFormat) {
   for (int c : kVoltReadingOrder) {
-    int status = dm_read(channels_[c].reading);
-    if (status < 0) {
-      fprintf(stderr, "dm_read_flt64 error on key \"reading.1sec.volt.%s\" with error code= %d\n",
-              kChannelMessage[c], status);
-    }
+    int status = dm_read(channels_[c].*record);
+    if (status < 0) fprintf(stderr, voltFormat, kChannelMessage[c], status);
   }
   for (int f = kCurrents; f < kFamilies; ++f) {
     for (int c = kFamily[f].first; c < kFamily[f].first + kFamily[f].count; ++c) {
-      int status = dm_read(channels_[c].reading);
+      int status = dm_read(channels_[c].*record);
       if (status < 0) {
-        fprintf(stderr, "dm_read_flt64 error on key data.%s.%s.reading with error code= %d\n",
-                kFamily[f].messageName, kChannelMessage[c], status);
+        fprintf(stderr, otherFormat, kFamily[f].messageName, kChannelMessage[c], status);
       }
     }
   }

@@ -71,6 +71,8 @@ class PollingUpdate : public DocumentUpdater {
   void resolveChannels();
   void readThermals();
   void readOneSecond();
+  void readChannels(DmKey<double> Channel::*record, const char* voltFormat,
+                    const char* otherFormat);
   void readFamilyPeaks(int family, const int* order, int count, int firstPeak, int peakCount);
   void readPeak(int family, int channel, int peak);
   void readEnumerations();

@@ -7,8 +7,9 @@ namespace {
 
 // Sequence keys, voltage then current, zero/positive/negative with magnitude
 // before angle; the read error texts name the key without quotes.
-#define SEQUENCE_KEY(key) \
-  {"reading.3secs.symcomp." key, "dm_read_flt64 error on reading.3secs.symcomp." key " with error code= "}
+#define SEQUENCE_KEY(key)        \
+  {"reading.3secs.symcomp." key, \
+   "dm_read_flt64 error on reading.3secs.symcomp." key " with error code= "}
 const char* const kSequenceKeys[2][3][2][2] = {
     {{SEQUENCE_KEY("volt.zeroseq.mag"), SEQUENCE_KEY("volt.zeroseq.phase")},
      {SEQUENCE_KEY("volt.posseq.mag"), SEQUENCE_KEY("volt.posseq.phase")},
