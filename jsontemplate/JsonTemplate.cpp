@@ -145,11 +145,11 @@ void JsonTemplate::resetConfiguration() {
 // ---------------------------------------------------------------------------
 // Tokenizer
 
-int JsonTemplate::initJsonTemplateFields(DM_SYS_DATA_BLOK_USER* dm, const std::string& text,
+int JsonTemplate::initJsonTemplateFields(DM_SYS_DATA_BLOK_USER* handle, const std::string& text,
                                          std::vector<JsonTemplateField>& fields) {
   resetConfiguration();
   templateYield();
-  dm_ = dm;
+  dm_ = handle;
   while (jsonTok(text, fields) == 1) templateSleepMicroseconds(kTokenizerPauseUs);
   if (traceEnabled()) std::cout << std::endl;
   return 0;
@@ -184,6 +184,53 @@ void JsonTemplate::lookupKey(const std::string& key, bool validityKey, int* inde
   }
 }
 
+// Reads the attributes of one marker from p until the closing '>' (p is left on
+// it): 'name'='value' pairs in either quote, separated by blanks or commas.
+// Values of known names go to values; stray characters and unterminated names
+// or values are skipped. Returns false when the text ends before the '>'.
+bool JsonTemplate::parseAttributes(const std::string& text, size_t& p, std::string* values,
+                                   bool trace) {
+  while (p < text.size()) {
+    if (text[p] == '>') return true;
+    p = skipSpace(text, p);
+    const char quote = charAt(text, p);
+    if (quote != '"' && quote != '\'') {
+      ++p;  // stray character (a '?' before '>', or anything else): ignored
+    } else {
+      const size_t nameEnd = text.find(quote, p + 1);
+      if (nameEnd == std::string::npos) {
+        ++p;  // no closing quote: attribute dropped
+      } else {
+        const std::string name = text.substr(p + 1, nameEnd - p - 1);
+        p = skipSpace(text, nameEnd + 1);
+        if (charAt(text, p) == '=') {
+          p = skipSpace(text, p + 1);
+          const char valueQuote = charAt(text, p);
+          if (valueQuote == '"' || valueQuote == '\'') {
+            const size_t valueEnd = text.find(valueQuote, p + 1);
+            if (valueEnd == std::string::npos) {
+              ++p;  // unterminated value: attribute dropped
+            } else {
+              const std::string value = text.substr(p + 1, valueEnd - p - 1);
+              p = valueEnd + 1;
+              const int index = attributeIndex(name);
+              if (index >= 0) values[index] = value;
+              if (trace) {
+                std::cout << templateName_ << " : attributeName=" << name
+                          << ", attributeValue=" << value << std::endl;
+              }
+              p = skipSpace(text, p);
+              if (charAt(text, p) == ',') ++p;
+            }
+          }
+        }
+      }
+    }
+    templateYield();
+  }
+  return false;
+}
+
 int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField>& fields) {
   const bool first = fields.empty();
   const size_t start = first ? 0 : fields.back().getTemplateDataPositionAfterThisField();
@@ -205,48 +252,7 @@ int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField
     // Attributes, until the current character is '>'.
     std::string values[Fmt::kAttributeCount];
     size_t p = position + kMarkerLength;
-    bool terminated = false;
-    while (p < text.size()) {
-      if (text[p] == '>') {
-        terminated = true;
-        break;
-      }
-      p = skipSpace(text, p);
-      const char quote = charAt(text, p);
-      if (quote != '"' && quote != '\'') {
-        ++p;  // stray character (a '?' before '>', or anything else): ignored
-      } else {
-        const size_t nameEnd = text.find(quote, p + 1);
-        if (nameEnd == std::string::npos) {
-          ++p;  // no closing quote: attribute dropped
-        } else {
-          const std::string name = text.substr(p + 1, nameEnd - p - 1);
-          p = skipSpace(text, nameEnd + 1);
-          if (charAt(text, p) == '=') {
-            p = skipSpace(text, p + 1);
-            const char valueQuote = charAt(text, p);
-            if (valueQuote == '"' || valueQuote == '\'') {
-              const size_t valueEnd = text.find(valueQuote, p + 1);
-              if (valueEnd == std::string::npos) {
-                ++p;  // unterminated value: attribute dropped
-              } else {
-                const std::string value = text.substr(p + 1, valueEnd - p - 1);
-                p = valueEnd + 1;
-                const int index = attributeIndex(name);
-                if (index >= 0) values[index] = value;
-                if (trace) {
-                  std::cout << templateName_ << " : attributeName=" << name
-                            << ", attributeValue=" << value << std::endl;
-                }
-                p = skipSpace(text, p);
-                if (charAt(text, p) == ',') ++p;
-              }
-            }
-          }
-        }
-      }
-      templateYield();
-    }
+    const bool terminated = parseAttributes(text, p, values, trace);
 
     if (!terminated) {
       reportUnterminatedMarker(position, text);
@@ -325,7 +331,8 @@ int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField
 // ---------------------------------------------------------------------------
 // Processing
 
-int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* dm, _JsonTemplateInternalVariable* vars, int count) {
+int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* handle, _JsonTemplateInternalVariable* vars,
+                       int count) {
   internalVariables_.clear();
   if (vars != nullptr) {
     for (int i = 0; i < count; ++i) {
@@ -333,7 +340,7 @@ int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* dm, _JsonTemplateInternalVariable*
       templateYield();
     }
   }
-  return reinit(dm);
+  return reinit(handle);
 }
 
 bool JsonTemplate::fileStatusUnchanged(const struct stat& current) const {
@@ -342,7 +349,7 @@ bool JsonTemplate::fileStatusUnchanged(const struct stat& current) const {
          current.st_mtim.tv_nsec == fileStatus_.st_mtim.tv_nsec;
 }
 
-int JsonTemplate::reinit(DM_SYS_DATA_BLOK_USER* dm) {
+int JsonTemplate::reinit(DM_SYS_DATA_BLOK_USER* handle) {
   struct stat current;
   memset(&current, 0, sizeof current);
   // A file that cannot be stat'ed is read (and its failure reported) every time.
@@ -359,22 +366,22 @@ int JsonTemplate::reinit(DM_SYS_DATA_BLOK_USER* dm) {
               << ", length=" << static_cast<long long>(fileStatus_.st_size)
               << ", lastmod=" << (local != nullptr ? asctime(local) : "\n");
   }
-  initJsonTemplateFields(dm, templateText_, fields_);
+  initJsonTemplateFields(handle, templateText_, fields_);
   fileStatus_ = current;
   return 0;
 }
 
-int JsonTemplate::processJsonTemplate(DM_SYS_DATA_BLOK_USER* dm, std::string& out) {
+int JsonTemplate::processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out) {
   try {
-    return _processJsonTemplate(dm, out);
+    return _processJsonTemplate(handle, out);
   } catch (...) {
     std::cout << templateName_ << " : exception!!!" << std::endl << std::endl;
     return -1;
   }
 }
 
-int JsonTemplate::_processJsonTemplate(DM_SYS_DATA_BLOK_USER* dm, std::string& out) {
-  reinit(dm);
+int JsonTemplate::_processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out) {
+  reinit(handle);
   if (fields_.empty()) {
     out = templateText_;
     return 0;

@@ -7,11 +7,16 @@
 void report_dm_error(const char* message, int code) { fprintf(stderr, "%s%d\n", message, code); }
 
 int resolve_dm_key(const char* key, unsigned int* index) {
+  return resolve_dm_key_as(key, key, index);
+}
+
+int resolve_dm_key_as(const char* key, const char* reportedKey, unsigned int* index) {
   unsigned int size = 0;
   unsigned int type = 0;
   int status = dm_get_info(&dm, key, index, &size, &type);
   if (status < 0) {
-    fprintf(stderr, "dm_get_info error on key \"%s\" with error code= %d\n", key, status);
+    fprintf(stderr, "dm_get_info error on key \"%s\" with error code= %d\n", reportedKey,
+            status);
   }
   return status;
 }

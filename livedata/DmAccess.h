@@ -30,6 +30,8 @@ void report_dm_error(const char* message, int code);
 // dm_get_info of key on `dm` into *index. On failure prints
 // "dm_get_info error on key \"KEY\" with error code= CODE" and leaves *index.
 int resolve_dm_key(const char* key, unsigned int* index);
+// The same, but a failure names reportedKey (some firmware texts name another key).
+int resolve_dm_key_as(const char* key, const char* reportedKey, unsigned int* index);
 
 // Maps system block 1 or 2 on `dm`; on failure prints
 // "dm_get_sys_data_handle error on key \"NAME\" with error code= CODE".

@@ -3,15 +3,11 @@
 #include <errno.h>
 #include <stdio.h>
 #include <stdlib.h>
-#include <string.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
 #include <unistd.h>
 
 #include <fstream>
 
 #include "livedata/Globals.h"
-#include "livedata/RuntimeLog.h"
 #include "livedata/Timestamp.h"
 
 namespace {
@@ -21,68 +17,16 @@ const char* envOrEmpty(const char* name) {
   return value != nullptr ? value : "";
 }
 
-const char* epollErrorName(int error) {
-  switch (error) {
-    case EBADF: return "EBADF";
-    case EFAULT: return "EFAULT";
-    case EINVAL: return "EINVAL";
-    default: return "";
-  }
-}
-
-// Runs epoll_wait with cancellation enabled, restoring the caller's state after.
-int epollWaitCancellable(int epfd, struct epoll_event* event, int timeout_ms) {
-  int previous = 0;
-  pthread_setcancelstate(PTHREAD_CANCEL_ENABLE, &previous);
-  int count = epoll_wait(epfd, event, 1, timeout_ms);
-  int error = errno;
-  pthread_setcancelstate(previous, nullptr);
-  errno = error;
-  return count;
-}
-
 }  // namespace
 
-LiveData::LiveData() {
+LiveData::LiveData() : waiter_("LiveData") {
   meterRoot_ = envOrEmpty("METER_ROOT");
   webRoot_ = envOrEmpty("WEB_ROOT");
-  epollFd_ = epoll_create(1);
-  if (epollFd_ < 0) {
-    int error = errno;
-    fprintf(stderr, "LiveData epoll_create error=%d\n", error);
-    runtime_log("LiveData epoll_create error=%d\n", error);
-  }
-  eventFd_ = eventfd(0, 0);
-  if (eventFd_ < 0) {
-    int error = errno;
-    fprintf(stderr, "LiveData eventfd error=%d\n", error);
-    runtime_log("LiveData eventfd error=%d\n", error);
-  }
-  struct epoll_event event;
-  memset(&event, 0, sizeof event);
-  event.events = EPOLLIN;
-  event.data.fd = eventFd_;
-  if (epoll_ctl(epollFd_, EPOLL_CTL_ADD, eventFd_, &event) < 0) {
-    int error = errno;
-    fprintf(stderr, "LiveData epoll_ctl EPOLL_CTL_ADD error=%d\n", error);
-    runtime_log("LiveData epoll_ctl EPOLL_CTL_ADD error=%d\n", error);
-  }
   unsigned int synch = 0;
   dm_wait_synch(&dm, 203, &synch);
 }
 
-LiveData::~LiveData() {
-  stop();
-  struct epoll_event event;
-  memset(&event, 0, sizeof event);
-  if (epoll_ctl(epollFd_, EPOLL_CTL_DEL, eventFd_, &event) < 0) {
-    int error = errno;
-    fprintf(stderr, "LiveData epoll_ctl EPOLL_CTL_DEL error=%d\n", error);
-    runtime_log("LiveData epoll_ctl EPOLL_CTL_DEL error=%d\n", error);
-  }
-  if (eventFd_ >= 0) close(eventFd_);
-  if (epollFd_ >= 0) close(epollFd_);
-}
+LiveData::~LiveData() { stop(); }
 
 int LiveData::init() { return 0; }
 
@@ -114,36 +58,13 @@ int LiveData::stop(pthread_t* thread, int fd) {
 
 int LiveData::stop() { return stop(&threadId_, -1); }
 
-void LiveData::signalEventFd(int fd) { eventfd_write(fd, 0); }
+void LiveData::signalEventFd(int fd) { EventWaiter::signal(fd); }
 
-void LiveData::signalEventFd() { signalEventFd(eventFd_); }
+void LiveData::signalEventFd() { signalEventFd(waiter_.eventFd()); }
 
-void LiveData::waitOnEventFd(int epfd, int timeout_ms) {
-  struct epoll_event event;
-  memset(&event, 0, sizeof event);
-  int count;
-  do {
-    count = epollWaitCancellable(epfd, &event, timeout_ms);
-  } while (count < 0 && errno == EINTR);
-  if (count < 0) {
-    int error = errno;
-    const char* name = epollErrorName(error);
-    fprintf(stderr, "LiveData epoll_wait error=%d %s\n", error, name);
-    runtime_log("LiveData epoll_wait error=%d %s\n", error, name);
-    return;
-  }
-  if (count == 0) return;
-  if (event.data.fd == eventFd_) {
-    eventfd_t value = 0;
-    if (eventfd_read(eventFd_, &value) < 0) {
-      int error = errno;
-      fprintf(stderr, "LiveData eventfd_read error=%d\n", error);
-      runtime_log("LiveData eventfd_read error=%d\n", error);
-    }
-  }
-}
+void LiveData::waitOnEventFd(int epfd, int timeout_ms) { waiter_.waitOn(epfd, timeout_ms); }
 
-void LiveData::waitOnEventFd() { waitOnEventFd(epollFd_, interval_); }
+void LiveData::waitOnEventFd() { waiter_.wait(interval_); }
 
 void LiveData::setJsonFile(const char* path) { snprintf(jsonFile_, sizeof jsonFile_, "%s", path); }
 

@@ -22,6 +22,7 @@
 #include <atomic>
 #include <string>
 
+#include "livedata/EventWaiter.h"
 #include "platform/datamap.h"
 
 class LiveData {
@@ -95,8 +96,8 @@ class LiveData {
   // sharing a bit with the updater's own bits).
   bool debugEnabled() const;
   void addDebugMaskBits(uint32_t bits) { debugMaskBits_ |= bits; }
-  int epollFd() const { return epollFd_; }
-  int eventFd() const { return eventFd_; }
+  int epollFd() const { return waiter_.epollFd(); }
+  int eventFd() const { return waiter_.eventFd(); }
   const char* meterRoot() const { return meterRoot_; }
   const char* webRoot() const { return webRoot_; }
 
@@ -109,8 +110,7 @@ class LiveData {
   pthread_t threadId_ = 0;
   struct timespec lastUpdateTime_ = {0, 0};
   int interval_ = 1000;
-  int epollFd_ = -1;
-  int eventFd_ = -1;
+  EventWaiter waiter_;
   std::atomic<bool> running_{true};
   bool writeThrough_ = true;
   uint32_t debugMaskBits_ = 1;

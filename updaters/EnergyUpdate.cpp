@@ -1,10 +1,9 @@
 #include "updaters/EnergyUpdate.h"
 
-#include <stdio.h>
-
 #include "livedata/Globals.h"
-#include "platform/common_api.h"
+#include "platform/meter_blocks.h"
 #include "updaters/FactorySettingsFile.h"
+#include "updaters/UnitSelection.h"
 
 namespace {
 
@@ -83,138 +82,109 @@ constexpr int kDemandVaSec = 21;
 const int kFloatReadOrder[EnergyUpdate::kFloatKeys] = {0,  1,  3,  2,  4,  5,  6,  8,  7,  9,  10,
                                                        11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
 
+#define COUNTER(kind, n, name, i) \
+  {"reading.1sec.accum." kind "." #n, \
+   "dm_read_uint64 error on \"" name "[" #i "]\" with error code= "}
+const char* const kAccumulatorKeys[8][2] = {
+    COUNTER("hsi", 1, "accumulator", 0), COUNTER("hsi", 2, "accumulator", 1),
+    COUNTER("hsi", 3, "accumulator", 2), COUNTER("hsi", 4, "accumulator", 3),
+    COUNTER("hsi", 5, "accumulator", 4), COUNTER("hsi", 6, "accumulator", 5),
+    COUNTER("hsi", 7, "accumulator", 6), COUNTER("hsi", 8, "accumulator", 7),
+};
+const char* const kAggregatorKeys[4][2] = {
+    COUNTER("agg", 1, "aggregator", 0), COUNTER("agg", 2, "aggregator", 1),
+    COUNTER("agg", 3, "aggregator", 2), COUNTER("agg", 4, "aggregator", 3),
+};
+#undef COUNTER
+
+// The frame keys' read errors name the flt64 read: the firmware's texts.
+const char* const kEnergyFrameMessages[3] = {
+    "dm_read_flt64 error on \"dev.designation\" with error code= ",
+    "dm_read_flt64 error on \"reading.time.ltc\" with error code= ",
+    "dm_read_flt64 error on \"sys.ontime\" with error code= ",
+};
+
 // Byte positions of the text fields of shared_meter_data1, in output order.
-const unsigned kQuadrantTexts[17] = {30256, 29616, 30276, 30176, 30196, 30096, 30116, 29636, 29676,
-                                     29656, 30076, 30056, 30156, 30136, 30236, 29596, 30216};
-const unsigned kIv2tTexts[6] = {30036, 29976, 30016, 29956, 29996, 29936};
-const unsigned kEnergyTexts[5] = {29656, 29636, 29616, 29596, 29676};
-const unsigned kUncompensatedTexts[5] = {29896, 29876, 29856, 29836, 29916};
-const unsigned kQhrTexts[2] = {30316, 30296};
-const unsigned kAccumulatorTexts[8] = {32940, 32920, 32900, 32880, 32860, 32840, 32820, 32800};
-const unsigned kAggregatorTexts[4] = {33196, 33176, 33156, 33136};
-
-// Unit prefixes of the peak demands; the divisors are single-precision constants
-// widened to double, as the meter's firmware computes them.
-const double kKilo = static_cast<double>(1000.0f);
-const double kMega = static_cast<double>(1000000.0f);
-
-// dm_get_info of key into *index; a failure names `shown` in its message.
-void resolveAs(const char* key, const char* shown, unsigned int* index) {
-  unsigned int size = 0;
-  unsigned int type = 0;
-  int status = dm_get_info(&dm, key, index, &size, &type);
-  if (status < 0) {
-    fprintf(stderr, "dm_get_info error on key \"%s\" with error code= %d\n", shown, status);
-  }
-}
+constexpr size_t E(int i) { return meter_blocks::textField(meter_blocks::kEnergyTexts, i); }
+constexpr size_t U(int i) { return meter_blocks::textField(meter_blocks::kUncompensatedTexts, i); }
+constexpr size_t Q(int i) { return meter_blocks::textField(meter_blocks::kQuadrantTexts, i); }
+constexpr size_t T(int i) { return meter_blocks::textField(meter_blocks::kV2tI2tTexts, i); }
+constexpr size_t H(int i) { return meter_blocks::textField(meter_blocks::kQhrTexts, i); }
+constexpr size_t A(int i) { return meter_blocks::textField(meter_blocks::kAccumulatorTexts, i); }
+constexpr size_t G(int i) { return meter_blocks::textField(meter_blocks::kAggregatorTexts, i); }
+const size_t kQuadrantTexts[17] = {Q(10), E(1), Q(11), Q(6), Q(7), Q(2),  Q(3), E(2), E(4),
+                                   E(3),  Q(1), Q(0),  Q(5), Q(4), Q(9), E(0), Q(8)};
+const size_t kIv2tTexts[6] = {T(5), T(2), T(4), T(1), T(3), T(0)};
+const size_t kEnergyTexts[5] = {E(3), E(2), E(1), E(0), E(4)};
+const size_t kUncompensatedTexts[5] = {U(3), U(2), U(1), U(0), U(4)};
+const size_t kQhrTexts[2] = {H(1), H(0)};
+const size_t kAccumulatorTexts[8] = {A(7), A(6), A(5), A(4), A(3), A(2), A(1), A(0)};
+const size_t kAggregatorTexts[4] = {G(3), G(2), G(1), G(0)};
 
 }  // namespace
 
-EnergyUpdate::EnergyUpdate() : document_(4096) {
-  addDebugMaskBits(kDebugEnergy);
+// Lookups and reads share their order except for the flt64 keys.
+EnergyUpdate::EnergyUpdate()
+    : DocumentUpdater(kDebugEnergy, {"EnergyUpdate init...\n", "EnergyUpdate displayData...\n"}) {
+  addFloatKeys();
+  addCounterKeys();
+  DmKeyTable& k = keys();
+  k.add(positivePeak_.value, "posmax.demand.current.watt.total",
+        "dm_read_flt64 error on key \"posmax.demand.current.watt.total\" with error code= ");
+  k.add(positivePeak_.valid, "posmax.valid.demand.current.watt.total",
+        "dm_read_flt64 error on \"posmax.valid.demand.current.watt.total\" key with error code= ");
+  k.add(positivePeak_.time, "posmax.timestamp.demand.current.watt.total",
+        "dm_read_flt64 error on \"posmax.timestamp.demand.current.watt.total\" with error code= ");
+  k.add(negativePeak_.value, "negmax.demand.current.watt.total",
+        "dm_read_flt64 error on key \"negmax.demand.current.watt.total\" with error code= ");
+  k.add(negativePeak_.valid, "negmax.valid.demand.current.watt.total",
+        "dm_read_flt64 error on \"negmax.valid.demand.current.watt.total\" key with error code= ");
+  k.add(negativePeak_.time, "negmax.timestamp.demand.current.watt.total",
+        "dm_read_flt64 error on \"negmax.timestamp.demand.current.watt.total\" with error code= ");
+  addFrameKeys(kEnergyFrameMessages);
+  k.add(energyResetTime_, "sys.timestamp.reset_energy",
+        "dm_read_flt64 error on \"sys.timestamp.reset_energy\" with error code= ");
+  k.add(accumulatorResetTime_, "sys.timestamp.reset_hsi_accumulator",
+        "dm_read_flt64 error on \"sys.timestamp.reset_hsi_accumulator\" with error code= ");
+  k.add(peakDemandResetTime_, "sys.timestamp.reset_demand_peak",
+        "dm_read_flt64 error on \"sys.timestamp.reset_demand_peak\" with error code= ");
+  k.add(ptRatio_, "dev.pt.pn.ratio", "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
+  k.add(ctRatio_, "dev.ct.abc.ratio", "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
 }
 
 // Ends the updater thread before the members it uses go away.
 EnergyUpdate::~EnergyUpdate() { stop(); }
 
-int EnergyUpdate::init() {
-  if (debugEnabled()) printf("EnergyUpdate init...\n");
-  return initDmIndex();
+// The flt64 keys stay out of the plain rows: key 21's lookup fills key 22's
+// entry, and the reads swap keys 3/4 and 8/9 (kFloatReadOrder).
+void EnergyUpdate::addFloatKeys() {
+  for (int i = 0; i < kFloatKeys; ++i) {
+    const int entry = (i == kDemandVa) ? kDemandVaSec : i;
+    keys().addLookup(floats_[entry], kFloatKeyTable[i].key, kFloatKeyTable[i].lookupName);
+  }
+  for (int i : kFloatReadOrder) keys().addRead(floats_[i], kFloatKeyTable[i].readMessage);
+}
+
+void EnergyUpdate::addCounterKeys() {
+  for (int i = 0; i < 8; ++i) {
+    keys().add(accumulators_[i], kAccumulatorKeys[i][0], kAccumulatorKeys[i][1]);
+  }
+  for (int i = 0; i < 4; ++i) {
+    keys().add(aggregators_[i], kAggregatorKeys[i][0], kAggregatorKeys[i][1]);
+  }
 }
 
 int EnergyUpdate::initDmIndex() {
-  for (int i = 0; i < kFloatKeys; ++i) {
-    int entry = (i == kDemandVa) ? kDemandVaSec : i;
-    resolveAs(kFloatKeyTable[i].key, kFloatKeyTable[i].lookupName, &floats_[entry].index);
-  }
-  char key[64];
-  for (int n = 1; n <= 8; ++n) {
-    snprintf(key, sizeof key, "reading.1sec.accum.hsi.%d", n);
-    resolve_dm_key(key, &accumulators_[n - 1].index);
-  }
-  for (int n = 1; n <= 4; ++n) {
-    snprintf(key, sizeof key, "reading.1sec.accum.agg.%d", n);
-    resolve_dm_key(key, &aggregators_[n - 1].index);
-  }
-  resolve_dm_key("posmax.demand.current.watt.total", &positivePeak_.value.index);
-  resolve_dm_key("posmax.valid.demand.current.watt.total", &positivePeak_.valid.index);
-  resolve_dm_key("posmax.timestamp.demand.current.watt.total", &positivePeak_.time.index);
-  resolve_dm_key("negmax.demand.current.watt.total", &negativePeak_.value.index);
-  resolve_dm_key("negmax.valid.demand.current.watt.total", &negativePeak_.valid.index);
-  resolve_dm_key("negmax.timestamp.demand.current.watt.total", &negativePeak_.time.index);
-  resolve_dm_key("dev.designation", &designation_.index);
-  resolve_dm_key("reading.time.ltc", &localTime_.index);
-  resolve_dm_key("sys.ontime", &powerOnTime_.index);
-  resolve_dm_key("sys.timestamp.reset_energy", &energyResetTime_.index);
-  resolve_dm_key("sys.timestamp.reset_hsi_accumulator", &accumulatorResetTime_.index);
-  resolve_dm_key("sys.timestamp.reset_demand_peak", &peakDemandResetTime_.index);
-  resolve_dm_key("dev.pt.pn.ratio", &ptRatio_.index);
-  resolve_dm_key("dev.ct.abc.ratio", &ctRatio_.index);
-
+  keys().resolve();
   map_sys_block(1, "shared_meter_data1", &sharedMeterData1_);
   map_sys_block(2, "shared_meter_readings", &sharedMeterReadings_);
   FactorySettingsFile::setPaths(webRoot());
   return 0;
 }
 
-int EnergyUpdate::getData() {
-  for (int i : kFloatReadOrder) read_dm_key(floats_[i], kFloatKeyTable[i].readMessage);
-  for (int i = 0; i < 8; ++i) {
-    int status = dm_read(accumulators_[i]);
-    if (status < 0) {
-      fprintf(stderr, "dm_read_uint64 error on \"accumulator[%d]\" with error code= %d\n", i,
-              status);
-    }
-  }
-  for (int i = 0; i < 4; ++i) {
-    int status = dm_read(aggregators_[i]);
-    if (status < 0) {
-      fprintf(stderr, "dm_read_uint64 error on \"aggregator[%d]\" with error code= %d\n", i,
-              status);
-    }
-  }
-  read_dm_key(positivePeak_.value,
-              "dm_read_flt64 error on key \"posmax.demand.current.watt.total\" with error code= ");
-  read_dm_key(positivePeak_.valid,
-              "dm_read_flt64 error on \"posmax.valid.demand.current.watt.total\" key with error "
-              "code= ");
-  read_dm_key(positivePeak_.time,
-              "dm_read_flt64 error on \"posmax.timestamp.demand.current.watt.total\" with error "
-              "code= ");
-  read_dm_key(negativePeak_.value,
-              "dm_read_flt64 error on key \"negmax.demand.current.watt.total\" with error code= ");
-  read_dm_key(negativePeak_.valid,
-              "dm_read_flt64 error on \"negmax.valid.demand.current.watt.total\" key with error "
-              "code= ");
-  read_dm_key(negativePeak_.time,
-              "dm_read_flt64 error on \"negmax.timestamp.demand.current.watt.total\" with error "
-              "code= ");
-  read_dm_key(designation_, "dm_read_flt64 error on \"dev.designation\" with error code= ");
-  read_dm_key(localTime_, "dm_read_flt64 error on \"reading.time.ltc\" with error code= ");
-  read_dm_key(powerOnTime_, "dm_read_flt64 error on \"sys.ontime\" with error code= ");
-  read_dm_key(energyResetTime_,
-              "dm_read_flt64 error on \"sys.timestamp.reset_energy\" with error code= ");
-  read_dm_key(accumulatorResetTime_,
-              "dm_read_flt64 error on \"sys.timestamp.reset_hsi_accumulator\" with error code= ");
-  read_dm_key(peakDemandResetTime_,
-              "dm_read_flt64 error on \"sys.timestamp.reset_demand_peak\" with error code= ");
-  read_dm_key(ptRatio_, "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
-  read_dm_key(ctRatio_, "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
-  return 0;
-}
+void EnergyUpdate::afterDocument() { FactorySettingsFile::write(sharedMeterReadings_); }
 
-std::string EnergyUpdate::displayData() {
-  if (debugEnabled()) printf("EnergyUpdate displayData...\n");
-  writeEnergyDocument();
-  // The factory document is rewritten even when the energy document was skipped.
-  FactorySettingsFile::write(sharedMeterReadings_);
-  return std::string();
-}
-
-void EnergyUpdate::writeEnergyDocument() {
-  if (!document_.open(getJsonFile())) return;
-  DocumentFile& out = document_;
-  out.appendFrameStart();
+void EnergyUpdate::writeBody(DocumentFile& out) {
   writeTextArray("quadrantblock", kQuadrantTexts, 17);
   writeTextArray("iv2tblock", kIv2tTexts, 6);
   writeTextValueArray("energyblock", kEnergyTexts, &floats_[kEnergy], 5);
@@ -239,46 +209,38 @@ void EnergyUpdate::writeEnergyDocument() {
   out.append("\",\n\"last_peak_demand_reset_Time\":\"");
   out.timestamp(peakDemandResetTime_.value);
   out.append("\",\n");
-  out.appendFrameEnd(designation_.value, localTime_.value, powerOnTime_.value);
-  out.close();
 }
 
-const char* EnergyUpdate::blockText(unsigned offset) const {
+const char* EnergyUpdate::blockText(size_t offset) const {
   if (sharedMeterData1_ == nullptr) return "";
   return reinterpret_cast<const char*>(sharedMeterData1_ + offset);
 }
 
-void EnergyUpdate::writeTextArray(const char* name, const unsigned* offsets, int count) {
-  document_.printf("\"%s\":[", name);
+void EnergyUpdate::writeTextArray(const char* name, const size_t* offsets, int count) {
+  document().printf("\"%s\":[", name);
   for (int i = 0; i < count; ++i) {
-    document_.printf("\"%s\"%s", blockText(offsets[i]), i + 1 < count ? "," : "],\n");
+    document().printf("\"%s\"%s", blockText(offsets[i]), i + 1 < count ? "," : "],\n");
   }
 }
 
-void EnergyUpdate::writeTextValueArray(const char* name, const unsigned* offsets,
+void EnergyUpdate::writeTextValueArray(const char* name, const size_t* offsets,
                                        const DmKey<double>* values, int count) {
-  document_.printf("\"%s\":[", name);
+  document().printf("\"%s\":[", name);
   for (int i = 0; i < count; ++i) {
-    document_.printf("\"%s\",\"%.3f\"%s", blockText(offsets[i]), values[i].value,
+    document().printf("\"%s\",\"%.3f\"%s", blockText(offsets[i]), values[i].value,
                      i + 1 < count ? "," : "],\n");
   }
 }
 
 void EnergyUpdate::writePeak(const Peak& peak, bool last) {
   if (!peak.valid.value) {
-    document_.append(last ? "\"n/a\",\"n/a\"],\n" : "\"n/a\",\"n/a\",");
+    document().append(last ? "\"n/a\",\"n/a\"],\n" : "\"n/a\",\"n/a\",");
     return;
   }
-  bool kiloVolts = ptRatio_.value > 5;
-  bool kiloAmps = ctRatio_.value > 10;
-  if (kiloVolts && kiloAmps) {
-    document_.printf("\"%.3f M\",", peak.value.value / kMega);
-  } else if (kiloVolts || kiloAmps) {
-    document_.printf("\"%.3f k\",", peak.value.value / kKilo);
-  } else {
-    document_.printf("\"%.3f\",", peak.value.value);
-  }
-  document_.append("\"");
-  document_.timestamp(peak.time.value);
-  document_.append(last ? "\"],\n" : "\",");
+  const UnitSelection units(ptRatio_.value, ctRatio_.value);
+  document().printf("\"%.3f%s\",", peak.value.value / units.powers().divisor,
+                    units.powers().suffix);
+  document().append("\"");
+  document().timestamp(peak.time.value);
+  document().append(last ? "\"],\n" : "\",");
 }

@@ -16,22 +16,18 @@
 #ifndef UPDATERS_ENERGYUPDATE_H_
 #define UPDATERS_ENERGYUPDATE_H_
 
-#include <string>
+#include <stddef.h>
 
-#include "livedata/DmAccess.h"
-#include "livedata/DocumentFile.h"
-#include "livedata/LiveData.h"
+#include "livedata/DocumentUpdater.h"
 
-class EnergyUpdate : public LiveData {
+class EnergyUpdate : public DocumentUpdater {
  public:
   EnergyUpdate();
   ~EnergyUpdate() override;
 
-  int init() override;
-  int initDmIndex();
-  int getData() override;
-  // Writes both documents itself; returns an empty text.
-  std::string displayData() override;
+  // Resolves the key table, maps blocks 1 and 2 and sets the factory document's
+  // paths. Returns 0.
+  int initDmIndex() override;
 
   // Number of flt64 keys (keys 1 to 22 of the key table).
   static constexpr int kFloatKeys = 22;
@@ -44,11 +40,15 @@ class EnergyUpdate : public LiveData {
     DmKey<ZUL_TIMESTAMP_8B_STRUCT> time;
   };
 
-  void writeEnergyDocument();
+  void addFloatKeys();
+  void addCounterKeys();
+  void writeBody(DocumentFile& out) override;
+  // The factory settings document, rewritten even when the energy one was skipped.
+  void afterDocument() override;
   // The text field of shared_meter_data1 at offset ("" while the block is not mapped).
-  const char* blockText(unsigned offset) const;
-  void writeTextArray(const char* name, const unsigned* offsets, int count);
-  void writeTextValueArray(const char* name, const unsigned* offsets, const DmKey<double>* values,
+  const char* blockText(size_t offset) const;
+  void writeTextArray(const char* name, const size_t* offsets, int count);
+  void writeTextValueArray(const char* name, const size_t* offsets, const DmKey<double>* values,
                            int count);
   void writePeak(const Peak& peak, bool last);
 
@@ -59,9 +59,6 @@ class EnergyUpdate : public LiveData {
   DmKey<unsigned long long> aggregators_[4];
   Peak positivePeak_;
   Peak negativePeak_;
-  DmTextKey designation_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> localTime_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> powerOnTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> energyResetTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> accumulatorResetTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> peakDemandResetTime_;
@@ -70,9 +67,6 @@ class EnergyUpdate : public LiveData {
 
   const unsigned char* sharedMeterData1_ = nullptr;
   const unsigned char* sharedMeterReadings_ = nullptr;
-
-  DocumentFile document_;
-  // The designation escaped for JSON; keeps its capacity from cycle to cycle.
 };
 
 #endif  // UPDATERS_ENERGYUPDATE_H_

@@ -8,7 +8,6 @@
 
 namespace {
 
-
 enum { kPst = 0, kPlt = 1 };
 enum { kMax = 0, kMin = 1 };
 
@@ -32,6 +31,13 @@ const char* const kExtremeNames[2][2][3] = {
 const char kSeverityTimeMessage[] =
     "dm_read_zul_timestamp_b8 error on key \"rreading.1sec.time\" with error code= ";
 
+// The plain keys' read messages; single-precision reads name the key in quotes.
+#define FLT32_MESSAGE(key) "dm_read_flt32 error on key \"" key "\" with error code= "
+#define TIMESTAMP_MESSAGE(key) "dm_read_zul_timestamp_b8 error on key \"" key "\" with error code= "
+const char* const kPinstMessages[3] = {FLT32_MESSAGE("reading.flicker.pinst.a"),
+                                       FLT32_MESSAGE("reading.flicker.pinst.b"),
+                                       FLT32_MESSAGE("reading.flicker.pinst.c")};
+
 // Reads a single-precision value; its error text names the key in quotes.
 int readFlt32(DmKey<float>& record, const char* key) {
   int status = dm_read(record);
@@ -43,14 +49,41 @@ int readFlt32(DmKey<float>& record, const char* key) {
 
 }  // namespace
 
-FlickerUpdate::FlickerUpdate() { addDebugMaskBits(kDebugFlicker); }
+FlickerUpdate::FlickerUpdate()
+    : DocumentUpdater(kDebugFlicker, {"FlickerUpdate init...\n", "Flicker displayData...\n"}) {
+  addPlainKeys();
+  addFrameKeys(kCommonFrameMessages);
+}
 
 // Ends the updater thread before the members it uses go away.
 FlickerUpdate::~FlickerUpdate() { stop(); }
 
-int FlickerUpdate::init() {
-  if (debugEnabled()) fputs("FlickerUpdate init...\n", stdout);
-  return initDmIndex();
+// The keys before the severities. Their reads differ from the lookups: the Plt
+// countdown is read first, and both countdown texts name the timestamp read
+// although the countdowns are unsigned 32-bit values.
+void FlickerUpdate::addPlainKeys() {
+  DmKeyTable& k = keys();
+  k.addLookup(resetPeakTime_, "sys.timestamp.reset_flicker_peak");
+  k.addLookup(runtimeTime_, "reading.time.ltc");
+  k.addLookup(pstCountdown_, "reading.flicker.countdown_sec.pst");
+  k.addLookup(pltCountdown_, "reading.flicker.countdown_sec.plt");
+  k.addLookup(frequencyType_, "sys.enumeration.frequency_type");
+  k.addLookup(frequency_, "reading.1sec.freq");
+  k.addLookup(nominalVoltage_, "setting.en50160.nominal_voltage");
+  for (int p = 0; p < 3; ++p) k.addLookup(pinst_[p], kPinstKeys[p]);
+  for (int p = 0; p < 3; ++p) k.addLookup(phaseToNeutralIndex_[p], kPhaseToNeutralKeys[p]);
+  for (int p = 0; p < 3; ++p) k.addLookup(phaseToPhaseIndex_[p], kPhaseToPhaseKeys[p]);
+  k.addRead(resetPeakTime_, TIMESTAMP_MESSAGE("sys.timestamp.reset_flicker_peak"));
+  k.addRead(runtimeTime_, TIMESTAMP_MESSAGE("reading.time.ltc"));
+  k.addRead(pltCountdown_, TIMESTAMP_MESSAGE("reading.flicker.countdown_sec.plt"));
+  k.addRead(pstCountdown_, TIMESTAMP_MESSAGE("reading.flicker.countdown_sec.pst"));
+  k.addRead(frequencyType_,
+            "dm_read_uint32 error on key \"sys.enumeration.frequency_type\" with error code= ");
+  k.addRead(frequency_, FLT32_MESSAGE("reading.1sec.freq"));
+  k.addRead(nominalVoltage_, FLT32_MESSAGE("setting.en50160.nominal_voltage"));
+  for (int p = 0; p < 3; ++p) k.addRead(pinst_[p], kPinstMessages[p]);
+  plainLookups_ = k.lookupCount();
+  plainReads_ = k.readCount();
 }
 
 // The maximum (value, valid, time) and then the minimum of one phase.
@@ -70,16 +103,14 @@ void FlickerUpdate::resolveExtremes(const char* kind, int phase, Severity& sever
 }
 
 int FlickerUpdate::initDmIndex() {
-  resolve_dm_key("sys.timestamp.reset_flicker_peak", &resetPeakTime_.index);
-  resolve_dm_key("reading.time.ltc", &runtimeTime_.index);
-  resolve_dm_key("reading.flicker.countdown_sec.pst", &pstCountdown_.index);
-  resolve_dm_key("reading.flicker.countdown_sec.plt", &pltCountdown_.index);
-  resolve_dm_key("sys.enumeration.frequency_type", &frequencyType_.index);
-  resolve_dm_key("reading.1sec.freq", &frequency_.index);
-  resolve_dm_key("setting.en50160.nominal_voltage", &nominalVoltageReading_.index);
-  for (int p = 0; p < 3; ++p) resolve_dm_key(kPinstKeys[p], &pinst_[p].index);
-  for (int p = 0; p < 3; ++p) resolve_dm_key(kPhaseToNeutralKeys[p], &phaseToNeutralIndex_[p]);
-  for (int p = 0; p < 3; ++p) resolve_dm_key(kPhaseToPhaseKeys[p], &phaseToPhaseIndex_[p]);
+  keys().resolve(0, plainLookups_);
+  resolveSeverities();
+  keys().resolve(plainLookups_, keys().lookupCount());
+  return 0;
+}
+
+// Kept out of the table: the keys are built from kind, bound and phase.
+void FlickerUpdate::resolveSeverities() {
   // Phase A's Pst value comes before the two validity flags, its extremes after.
   resolve_dm_key(kSeverityKeys[kPst][0], &pst_[0].value.index);
   resolve_dm_key("reading.valid.pst", &pstValid_.index);
@@ -95,10 +126,6 @@ int FlickerUpdate::initDmIndex() {
     resolveExtremes("plt", p, plt_[p]);
   }
   resolve_dm_key("reading.flicker.timestamp.plt", &pltTime_.index);
-  resolve_dm_key("dev.designation", &designation_.index);
-  resolve_dm_key("reading.time.ltc", &time_.index);
-  resolve_dm_key("sys.ontime", &onTime_.index);
-  return 0;
 }
 
 // Valid flag, value, time; the error texts name firmware fields, not keys (the
@@ -131,53 +158,34 @@ void FlickerUpdate::readSeverities(int kind, Severity* severities) {
 }
 
 int FlickerUpdate::getData() {
-  read_dm_key(resetPeakTime_,
-              "dm_read_zul_timestamp_b8 error on key \"sys.timestamp.reset_flicker_peak\" "
-              "with error code= ");
-  read_dm_key(runtimeTime_,
-              "dm_read_zul_timestamp_b8 error on key \"reading.time.ltc\" with error code= ");
-  // The Plt countdown is read first; both texts name the timestamp read although
-  // the countdowns are unsigned 32-bit values.
-  read_dm_key(pltCountdown_,
-              "dm_read_zul_timestamp_b8 error on key \"reading.flicker.countdown_sec.plt\" "
-              "with error code= ");
-  read_dm_key(pstCountdown_,
-              "dm_read_zul_timestamp_b8 error on key \"reading.flicker.countdown_sec.pst\" "
-              "with error code= ");
-  read_dm_key(frequencyType_,
-              "dm_read_uint32 error on key \"sys.enumeration.frequency_type\" with error code= ");
-  nominalFrequency_ = frequencyType_.value != 0 ? 60.0f : 50.0f;
-  readFlt32(frequency_, "reading.1sec.freq");
-  if (readFlt32(nominalVoltageReading_, "setting.en50160.nominal_voltage") >= 0) {
-    nominalVoltage_ = nominalVoltageReading_.value;
-  }
-  for (int p = 0; p < 3; ++p) readFlt32(pinst_[p], kPinstKeys[p]);
-
-  const uint32_t wiring = hookup.load(std::memory_order_relaxed);
-  const bool wye = wiring == 0 || wiring == 3;
-  for (int p = 0; p < 3; ++p) {
-    voltage_[p].index = wye ? phaseToNeutralIndex_[p] : phaseToPhaseIndex_[p];
-    readFlt32(voltage_[p], wye ? kPhaseToNeutralKeys[p] : kPhaseToPhaseKeys[p]);
-  }
-
+  keys().read(0, plainReads_);
+  readVoltages();
   read_dm_key(pstValid_, "dm_read_flt64 error on pst_valid_dm_index key with error code= ");
   readSeverities(kPst, pst_);
   read_dm_key(pstTime_, kSeverityTimeMessage);
   read_dm_key(pltValid_, "dm_read_flt64 error on plt_valid_dm_index key with error code= ");
   readSeverities(kPlt, plt_);
   read_dm_key(pltTime_, kSeverityTimeMessage);
-
-  read_dm_key(designation_, "dm_read_STRING error on \"dev.designation\" with error code= ");
-  read_dm_key(time_, "dm_read_timestamp_b8 error on \"reading.time.ltc\" with error code= ");
-  read_dm_key(onTime_, "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ");
+  keys().read(plainReads_, keys().readCount());
   return 0;
+}
+
+// Phase-to-neutral voltages for wye hookups (0, 3), phase-to-phase otherwise,
+// into the same three values. Kept out of the table: the hookup picks the key.
+void FlickerUpdate::readVoltages() {
+  const uint32_t wiring = hookup.load(std::memory_order_relaxed);
+  const bool wye = wiring == 0 || wiring == 3;
+  for (int p = 0; p < 3; ++p) {
+    voltage_[p].index = wye ? phaseToNeutralIndex_[p] : phaseToPhaseIndex_[p];
+    readFlt32(voltage_[p], wye ? kPhaseToNeutralKeys[p] : kPhaseToPhaseKeys[p]);
+  }
 }
 
 // "\"NAME\":[" with value and time of each phase, then the maxima of A, B, C and
 // the minima of A, B, C as value/time pairs ("n/a" pairs when not valid).
 void FlickerUpdate::writeSeverities(const char* name, const Severity* severities,
                                     const char* time) {
-  document_.printf("\"%s\":[\"%.3f\",\"%s\",\"%.3f\",\"%s\",\"%.3f\",\"%s\",", name,
+  document().printf("\"%s\":[\"%.3f\",\"%s\",\"%.3f\",\"%s\",\"%.3f\",\"%s\",", name,
                    severities[0].value.value, time, severities[1].value.value, time,
                    severities[2].value.value, time);
   const Extreme* const extremes[6] = {&severities[0].max, &severities[1].max, &severities[2].max,
@@ -185,43 +193,36 @@ void FlickerUpdate::writeSeverities(const char* name, const Severity* severities
   for (int e = 0; e < 6; ++e) {
     const bool last = e == 5;
     if (extremes[e]->valid.value) {
-      document_.printf("\"%.3f\",\"", extremes[e]->value.value);
-      document_.timestamp(extremes[e]->time.value);
-      document_.append(last ? "\"],\n" : "\",");
+      document().printf("\"%.3f\",\"", extremes[e]->value.value);
+      document().timestamp(extremes[e]->time.value);
+      document().append(last ? "\"],\n" : "\",");
     } else {
-      document_.append(last ? "\"n/a\",\"n/a\"],\n" : "\"n/a\",\"n/a\",");
+      document().append(last ? "\"n/a\",\"n/a\"],\n" : "\"n/a\",\"n/a\",");
     }
   }
 }
 
-
-std::string FlickerUpdate::displayData() {
-  if (debugEnabled()) fputs("Flicker displayData...\n", stdout);
+void FlickerUpdate::writeBody(DocumentFile& out) {
   char pstTime[kTimestampTextSize];
   char pltTime[kTimestampTextSize];
   sprint_out_ZUL_8byte_timestamp(pstTime, &pstTime_.value, timestamp_print_out_format);
   sprint_out_ZUL_8byte_timestamp(pltTime, &pltTime_.value, timestamp_print_out_format);
-  if (!document_.open(getJsonFile())) return std::string();
-
-  document_.appendFrameStart();
-  document_.append("\"runtime\":[\"");
-  document_.timestamp(resetPeakTime_.value);
-  document_.append("\",\"");
-  document_.timestamp(runtimeTime_.value);
-  document_.append("\",");
+  out.append("\"runtime\":[\"");
+  out.timestamp(resetPeakTime_.value);
+  out.append("\",\"");
+  out.timestamp(runtimeTime_.value);
+  out.append("\",");
   // The countdowns divide as signed 32-bit numbers.
   const int pstSeconds = static_cast<int>(pstCountdown_.value);
   const int pltSeconds = static_cast<int>(pltCountdown_.value);
-  document_.printf("\"%d min %d sec\",", pstSeconds / 60, pstSeconds % 60);
-  document_.printf("\"%d min %d sec\",", pltSeconds / 60, pltSeconds % 60);
-  document_.printf("\"%.3f Hz\",\"%.3f Hz\", \"%.3f V\"],\n", nominalFrequency_,
-                   frequency_.value, nominalVoltage_);
-  document_.printf(
-      "\"inst\":[\"%.3f\",\"%.3f V\",\"%.3f\",\"%.3f V\",\"%.3f\",\"%.3f V\"],\n", pinst_[0].value,
-      voltage_[0].value, pinst_[1].value, voltage_[1].value, pinst_[2].value, voltage_[2].value);
+  out.printf("\"%d min %d sec\",", pstSeconds / 60, pstSeconds % 60);
+  out.printf("\"%d min %d sec\",", pltSeconds / 60, pltSeconds % 60);
+  const float nominalFrequency = frequencyType_.value != 0 ? 60.0f : 50.0f;
+  out.printf("\"%.3f Hz\",\"%.3f Hz\", \"%.3f V\"],\n", nominalFrequency, frequency_.value,
+             nominalVoltage_.value);
+  out.printf("\"inst\":[\"%.3f\",\"%.3f V\",\"%.3f\",\"%.3f V\",\"%.3f\",\"%.3f V\"],\n",
+             pinst_[0].value, voltage_[0].value, pinst_[1].value, voltage_[1].value,
+             pinst_[2].value, voltage_[2].value);
   writeSeverities("shortterm", pst_, pstTime);
   writeSeverities("longterm", plt_, pltTime);
-  document_.appendFrameEnd(designation_.value, time_.value, onTime_.value);
-  document_.close();
-  return std::string();
 }

@@ -15,24 +15,19 @@
 
 #include <stdint.h>
 
-#include <string>
+#include <stddef.h>
 
-#include "livedata/DmAccess.h"
-#include "livedata/DocumentFile.h"
-#include "livedata/LiveData.h"
+#include "livedata/DocumentUpdater.h"
 
-class FlickerUpdate : public LiveData {
+class FlickerUpdate : public DocumentUpdater {
  public:
   FlickerUpdate();
   ~FlickerUpdate() override;
 
-  int init() override;
   // Resolves every key once; failures are reported and skipped. Returns 0.
-  int initDmIndex();
+  int initDmIndex() override;
   // Reads every key; failures are reported and the old value stays. Returns 0.
   int getData() override;
-  // Writes the document; returns an empty text.
-  std::string displayData() override;
 
  private:
   // A maximum or minimum: its value, whether it is valid and when it occurred.
@@ -48,6 +43,10 @@ class FlickerUpdate : public LiveData {
     Extreme min;
   };
 
+  void addPlainKeys();
+  void resolveSeverities();
+  void readVoltages();
+  void writeBody(DocumentFile& out) override;
   void resolveExtremes(const char* kind, int phase, Severity& severity);
   void readSeverities(int kind, Severity* severities);
   void readExtreme(Extreme& extreme, int kind, int which, int phase);
@@ -59,7 +58,8 @@ class FlickerUpdate : public LiveData {
   DmKey<unsigned int> pltCountdown_;
   DmKey<unsigned int> frequencyType_;
   DmKey<float> frequency_;
-  DmKey<float> nominalVoltageReading_;
+  // Starts at 120 V and keeps the last value read, as a failed read leaves it.
+  DmKey<float> nominalVoltage_{DM_INDEX_NONE, 120.0f};
   DmKey<float> pinst_[3];
   // The three published voltages; each read uses one of the two index sets.
   DmKey<float> voltage_[3];
@@ -71,17 +71,9 @@ class FlickerUpdate : public LiveData {
   Severity plt_[3];
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> pstTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> pltTime_;
-  DmTextKey designation_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> time_;  // "reading.time.ltc" again, for dateTime
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> onTime_;
-
-  float nominalFrequency_ = 60.0f;
-  float nominalVoltage_ = 120.0f;  // kept until the setting is read once
-  // Set by the firmware's constructor and never used; kept for parity.
-  uint32_t reserved600_ = 600;
-  uint32_t reserved2400_ = 2400;
-
-  DocumentFile document_;
+  // Rows of the key table before the severities (lookups, reads).
+  size_t plainLookups_ = 0;
+  size_t plainReads_ = 0;
 };
 
 #endif  // UPDATERS_FLICKERUPDATE_H_

@@ -3,8 +3,8 @@
 // phasors with the phase currents, per-phase watts and VAs, voltage-to-current
 // angle differences, the auxiliary voltage and current, designation and clock).
 //
-// displayData() does more than print: it normalises the stored angles (below 0:
-// plus 360) and, for the delta hookups, rewrites stored magnitudes, angles and
+// Writing the body does more than print: it normalises the stored angles (below
+// 0: plus 360) and, for the delta hookups, rewrites stored magnitudes, angles and
 // powers. A later cycle whose read fails keeps those rewritten values.
 //
 // Thread-safety: everything belongs to the updater's own thread; the global
@@ -12,42 +12,24 @@
 #ifndef UPDATERS_PHASORUPDATE_H_
 #define UPDATERS_PHASORUPDATE_H_
 
-#include <string>
+#include <stdint.h>
 
-#include "livedata/DmAccess.h"
-#include "livedata/DocumentFile.h"
-#include "livedata/LiveData.h"
+#include "livedata/DocumentUpdater.h"
+#include "updaters/PhaseKeys.h"
+#include "updaters/UnitSelection.h"
 
-class PhasorUpdate : public LiveData {
+class PhasorUpdate : public DocumentUpdater {
  public:
   PhasorUpdate();
   ~PhasorUpdate() override;
 
-  int init() override;
-  // Resolves every key once; failures are reported and skipped. Returns 0.
-  int initDmIndex();
-  // Reads every key; failures are reported and the old value stays. Returns 0.
-  int getData() override;
-  // Writes the document (and adjusts the stored values); returns an empty text.
-  std::string displayData() override;
-
  private:
-  // The readings of one phase (a, b or c).
-  struct Phase {
-    DmKey<double> vln;           // phase-to-neutral magnitude
-    DmKey<double> vll;           // phase-to-phase magnitude (ab, bc, ca)
-    DmKey<double> current;
-    DmKey<double> watt;
-    DmKey<double> va;
-    DmKey<double> vlnAngle;
-    DmKey<double> vllAngle;
-    DmKey<double> currentAngle;
-  };
+  using Phase = PhaseKeys::Phase;
 
-  void readPhases();
-  void writeMagnitudes(const char* name, DmKey<double> Phase::*voltage, bool kiloVolts,
-                       bool kiloAmps);
-  void writePowers(bool kiloVolts, bool kiloAmps);
+  void writeBody(DocumentFile& out) override;
+  void writeMagnitudes(const char* name, DmKey<double> Phase::*voltage,
+                       const UnitSelection& units);
+  void writePowers(const UnitSelection::Unit& unit);
   void writeAngles(DmKey<double> Phase::*voltageAngle);
   void adjustForHookup(uint32_t wiring);
   void writeAuxiliary();
@@ -58,15 +40,10 @@ class PhasorUpdate : public LiveData {
   DmKey<double> vauxAngle_;
   DmKey<double> iaux_;
   DmKey<double> iauxAngle_;
-  DmTextKey designation_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> time_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> onTime_;
   DmKey<unsigned int> ptRatio_;
   DmKey<unsigned int> ctRatio_;
   DmKey<unsigned int> ptAuxRatio_;
   DmKey<unsigned int> ctAuxRatio_;
-
-  DocumentFile document_;
 };
 
 #endif  // UPDATERS_PHASORUPDATE_H_

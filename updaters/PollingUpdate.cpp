@@ -1,11 +1,6 @@
 #include "updaters/PollingUpdate.h"
 
-#include <errno.h>
 #include <stdio.h>
-#include <string.h>
-#include <sys/epoll.h>
-#include <sys/eventfd.h>
-#include <unistd.h>
 
 #include "livedata/Globals.h"
 #include "livedata/RuntimeLog.h"
@@ -58,75 +53,60 @@ const int kVoltPeakOrder[8] = {0, 1, 1, 2, 3, 4, 5, 6};
 const int kCurrentOrder[5] = {0, 1, 2, 3, 4};
 const int kPowerOrder[4] = {0, 1, 2, 3};
 
-// Unit divisors: single-precision constants widened to double, as the meter's
-// firmware computes them.
-const double kKilo = static_cast<double>(1000.0f);
-const double kMega = static_cast<double>(1000000.0f);
-
 const char* const kHookupLine[5] = {
     "\"hookup\":\"Wye\",\n",          "\"hookup\":\"Delta 3CTs\",\n",
     "\"hookup\":\"Delta 2CTs\",\n",   "\"hookup\":\"2.5 Element WYE\",\n",
     "\"hookup\":\"4 Wire Delta\",\n",
 };
 
-void reportError(const char* what, int error) {
-  fprintf(stderr, "PollingUpdate %s error=%d\n", what, error);
-  runtime_log("PollingUpdate %s error=%d\n", what, error);
-}
-
 }  // namespace
 
-PollingUpdate::PollingUpdate() : document_(8192) {
-  addDebugMaskBits(kDebugPolling);
-  ledEpollFd_ = epoll_create(1);
-  if (ledEpollFd_ < 0) reportError("epoll_create", errno);
-  ledEventFd_ = eventfd(0, 0);
-  if (ledEventFd_ < 0) reportError("eventfd", errno);
-  struct epoll_event event;
-  memset(&event, 0, sizeof event);
-  event.events = EPOLLIN;
-  event.data.fd = ledEventFd_;
-  if (epoll_ctl(ledEpollFd_, EPOLL_CTL_ADD, ledEventFd_, &event) < 0) {
-    reportError("epoll_ctl EPOLL_CTL_ADD", errno);
-  }
+PollingUpdate::PollingUpdate()
+    : DocumentUpdater(kDebugPolling, {"PollingUpdate init...\n", "PollingUpdate displayData...\n"},
+                      8192),
+      ledWaiter_("PollingUpdate") {
+  DmKeyTable& k = keys();
+  // Before the channels: the thermal flag is looked up first and read second.
+  k.addLookup(thermalValid_, "posmin.valid.thermal.freq");
+  k.addLookup(frequency_, "reading.1sec.freq");
+  k.addRead(frequency_, "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
+  k.addRead(thermalValid_,
+            "dm_read_flt64 error on key \"posmin.valid.thermal.freq\" with error code= ");
+  headLookups_ = k.lookupCount();
+  headReads_ = k.readCount();
+  // After the channels.
+  k.add(powerFactors_[0], "reading.1sec.pf.a.string",
+        "dm_read_flt64 error on key data.pf.a with error code= ");
+  k.add(powerFactors_[1], "reading.1sec.pf.b.string",
+        "dm_read_flt64 error on key data.pf.b with error code= ");
+  k.add(powerFactors_[2], "reading.1sec.pf.c.string",
+        "dm_read_flt64 error on key data.pf.c with error code= ");
+  k.add(powerFactors_[3], "reading.1sec.pf.total.string",
+        "dm_read_flt64 error on key data.pf.total with error code= ");
+  k.add(powerFactorDisplay_, "dev.pf_displayment.setting.string",
+        "dm_read_STRING error on \"data.pf.method\" with error code= ");
+  addFrameKeys(kCommonFrameMessages);
+  k.add(thermalPeakResetTime_, "sys.timestamp.reset_thermal_peak.max",
+        "dm_read_timestamp_b8 error on \"sys.timestamp.reset_thermal_peak.max\" with error code= ");
+  k.add(ptRatio_, "dev.pt.pn.ratio", "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
+  k.add(ctRatio_, "dev.ct.abc.ratio", "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
 }
 
 PollingUpdate::~PollingUpdate() {
-  stop(&ledThreadId_, ledEventFd_);
+  stop(&ledThreadId_, ledWaiter_.eventFd());
   // Also end the updater thread here, before the members it uses go away.
   stop();
-  struct epoll_event event;
-  memset(&event, 0, sizeof event);
-  if (epoll_ctl(ledEpollFd_, EPOLL_CTL_DEL, ledEventFd_, &event) < 0) {
-    reportError("epoll_ctl EPOLL_CTL_DEL", errno);
-  }
-  if (ledEventFd_ >= 0) close(ledEventFd_);
-  if (ledEpollFd_ >= 0) close(ledEpollFd_);
 }
 
-int PollingUpdate::init() {
-  if (debugEnabled()) printf("PollingUpdate init...\n");
-  return initDmIndex();
-}
-
+// The digital-input index (shared with the sampler) and the enumerations (whose
+// failures mark them unavailable) stay out of the table.
 int PollingUpdate::initDmIndex() {
   unsigned int digin = diginIndex_.load(std::memory_order_relaxed);
   resolve_dm_key("reading.digin.flag", &digin);
   diginIndex_.store(digin, std::memory_order_relaxed);
-  resolve_dm_key("posmin.valid.thermal.freq", &thermalValid_.index);
-  resolve_dm_key("reading.1sec.freq", &frequency_.index);
+  keys().resolve(0, headLookups_);
   resolveChannels();
-  resolve_dm_key("reading.1sec.pf.a.string", &powerFactors_[0].index);
-  resolve_dm_key("reading.1sec.pf.b.string", &powerFactors_[1].index);
-  resolve_dm_key("reading.1sec.pf.c.string", &powerFactors_[2].index);
-  resolve_dm_key("reading.1sec.pf.total.string", &powerFactors_[3].index);
-  resolve_dm_key("dev.pf_displayment.setting.string", &powerFactorDisplay_.index);
-  resolve_dm_key("dev.designation", &designation_.index);
-  resolve_dm_key("reading.time.ltc", &localTime_.index);
-  resolve_dm_key("sys.ontime", &powerOnTime_.index);
-  resolve_dm_key("sys.timestamp.reset_thermal_peak.max", &thermalPeakResetTime_.index);
-  resolve_dm_key("dev.pt.pn.ratio", &ptRatio_.index);
-  resolve_dm_key("dev.ct.abc.ratio", &ctRatio_.index);
+  keys().resolve(headLookups_, keys().lookupCount());
   enumerationUnavailable_ = 0;
   if (resolve_dm_key("sys.enumeration.hookup", &hookup_.index) < 0) {
     enumerationUnavailable_ |= kHookupUnavailable;
@@ -168,10 +148,10 @@ void PollingUpdate::resolveChannels() {
   }
 }
 
+// The thermal readings are read only while their flag is set, and each peak's
+// value only while its own flag is: that gating keeps them out of the table.
 int PollingUpdate::getData() {
-  read_dm_key(frequency_, "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
-  read_dm_key(thermalValid_,
-              "dm_read_flt64 error on key \"posmin.valid.thermal.freq\" with error code= ");
+  keys().read(0, headReads_);
   if (thermalValid_.value) readThermals();
   readOneSecond();
 
@@ -183,58 +163,37 @@ int PollingUpdate::getData() {
   readFamilyPeaks(kVars, kPowerOrder, 4, 0, 4);
   readFamilyPeaks(kVas, kPowerOrder, 4, 0, 2);
 
-  read_dm_key(powerFactors_[0], "dm_read_flt64 error on key data.pf.a with error code= ");
-  read_dm_key(powerFactors_[1], "dm_read_flt64 error on key data.pf.b with error code= ");
-  read_dm_key(powerFactors_[2], "dm_read_flt64 error on key data.pf.c with error code= ");
-  read_dm_key(powerFactors_[3], "dm_read_flt64 error on key data.pf.total with error code= ");
-  read_dm_key(powerFactorDisplay_, "dm_read_STRING error on \"data.pf.method\" with error code= ");
-  read_dm_key(designation_, "dm_read_STRING error on \"dev.designation\" with error code= ");
-  read_dm_key(localTime_,
-              "dm_read_timestamp_b8 error on \"reading.time.ltc\" with error code= ");
-  read_dm_key(powerOnTime_, "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ");
-  read_dm_key(thermalPeakResetTime_,
-              "dm_read_timestamp_b8 error on \"sys.timestamp.reset_thermal_peak.max\" with error "
-              "code= ");
-  read_dm_key(ptRatio_, "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
-  read_dm_key(ctRatio_, "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
+  keys().read(headReads_, keys().readCount());
   if (enumerationUnavailable_ != 0) return 0;
   readEnumerations();
   return 0;
 }
 
 void PollingUpdate::readThermals() {
-  for (int c : kVoltReadingOrder) {
-    int status = dm_read(channels_[c].thermal);
-    if (status < 0) {
-      fprintf(stderr, "dm_read_flt64 error on key \"avg.1sec.volt.%s\" with error code= %d\n",
-              kChannelMessage[c], status);
-    }
-  }
-  for (int f = kCurrents; f < kFamilies; ++f) {
-    for (int c = kFamily[f].first; c < kFamily[f].first + kFamily[f].count; ++c) {
-      int status = dm_read(channels_[c].thermal);
-      if (status < 0) {
-        fprintf(stderr, "dm_read_flt64 error on key data.%s.%s.avg with error code= %d\n",
-                kFamily[f].messageName, kChannelMessage[c], status);
-      }
-    }
-  }
+  readChannels(&Channel::thermal,
+               "dm_read_flt64 error on key \"avg.1sec.volt.%s\" with error code= %d\n",
+               "dm_read_flt64 error on key data.%s.%s.avg with error code= %d\n");
 }
 
 void PollingUpdate::readOneSecond() {
+  readChannels(&Channel::reading,
+               "dm_read_flt64 error on key \"reading.1sec.volt.%s\" with error code= %d\n",
+               "dm_read_flt64 error on key data.%s.%s.reading with error code= %d\n");
+}
+
+// One reading of every channel: the volts in their read order (voltFormat names
+// the channel), then the other families (otherFormat names family and channel).
+void PollingUpdate::readChannels(DmKey<double> Channel::*record, const char* voltFormat,
+                                 const char* otherFormat) {
   for (int c : kVoltReadingOrder) {
-    int status = dm_read(channels_[c].reading);
-    if (status < 0) {
-      fprintf(stderr, "dm_read_flt64 error on key \"reading.1sec.volt.%s\" with error code= %d\n",
-              kChannelMessage[c], status);
-    }
+    int status = dm_read(channels_[c].*record);
+    if (status < 0) fprintf(stderr, voltFormat, kChannelMessage[c], status);
   }
   for (int f = kCurrents; f < kFamilies; ++f) {
     for (int c = kFamily[f].first; c < kFamily[f].first + kFamily[f].count; ++c) {
-      int status = dm_read(channels_[c].reading);
+      int status = dm_read(channels_[c].*record);
       if (status < 0) {
-        fprintf(stderr, "dm_read_flt64 error on key data.%s.%s.reading with error code= %d\n",
-                kFamily[f].messageName, kChannelMessage[c], status);
+        fprintf(stderr, otherFormat, kFamily[f].messageName, kChannelMessage[c], status);
       }
     }
   }
@@ -278,32 +237,19 @@ void PollingUpdate::readEnumerations() {
               "dm_read_uint32 error on reading.02sec.volt.phase_sequence with error code= ");
 }
 
-std::string PollingUpdate::displayData() {
-  if (debugEnabled()) printf("PollingUpdate displayData...\n");
-  if (!document_.open(getJsonFile())) return std::string();
-  DocumentFile& out = document_;
-  out.appendFrameStart();
+void PollingUpdate::writeBody(DocumentFile& out) {
   out.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   out.append("\"digins\":[");
   for (int slot = 0; slot < kSamples; ++slot) {
     unsigned high = static_cast<unsigned>(samples_[slot].load(std::memory_order_relaxed)) >> 8;
     out.printf(slot < kSamples - 1 ? "\"%u\"," : "\"%u\"],\n", high);
   }
-
-  // Units from the transformer ratios: PT above 5 gives kV, CT above 10 gives kA;
-  // powers take M when both hold, k when one does.
-  bool kiloVolts = ptRatio_.value > 5;
-  bool kiloAmps = ctRatio_.value > 10;
-  const Unit volts = kiloVolts ? Unit{" kV", kKilo} : Unit{" V", 1.0};
-  const Unit amps = kiloAmps ? Unit{" kA", kKilo} : Unit{" A", 1.0};
-  const Unit powers = kiloVolts && kiloAmps   ? Unit{" M", kMega}
-                      : kiloVolts || kiloAmps ? Unit{" k", kKilo}
-                                              : Unit{"", 1.0};
-  writeFamily(kVolts, volts);
-  writeFamily(kCurrents, amps);
-  writeFamily(kWatts, powers);
-  writeFamily(kVars, powers);
-  writeFamily(kVas, powers);
+  const UnitSelection units(ptRatio_.value, ctRatio_.value);
+  writeFamily(kVolts, units.volts());
+  writeFamily(kCurrents, units.amps());
+  writeFamily(kWatts, units.powers());
+  writeFamily(kVars, units.powers());
+  writeFamily(kVas, units.powers());
 
   out.printf("\"pfs\":[\"%s\",\"%s\",\"%s\",\"%s\"],", powerFactors_[0].value,
              powerFactors_[1].value, powerFactors_[2].value, powerFactors_[3].value);
@@ -313,9 +259,6 @@ std::string PollingUpdate::displayData() {
   out.append("\"last_thermal_peak_reset_time\":\"");
   out.timestamp(thermalPeakResetTime_.value);
   out.append("\",\n");
-  out.appendFrameEnd(designation_.value, localTime_.value, powerOnTime_.value);
-  out.close();
-  return std::string();
 }
 
 // One array: per channel the one-second reading (always a number), the thermal
@@ -325,7 +268,7 @@ std::string PollingUpdate::displayData() {
 void PollingUpdate::writeFamily(int family, const Unit& unit) {
   const FamilyInfo& info = kFamily[family];
   const char* close = family <= kCurrents ? "],\n" : "],";
-  document_.printf("\"%s\":[", info.arrayName);
+  document().printf("\"%s\":[", info.arrayName);
   int last = info.first + info.count - 1;
   for (int c = info.first; c <= last; ++c) {
     const Channel& channel = channels_[c];
@@ -342,23 +285,23 @@ void PollingUpdate::writeFamily(int family, const Unit& unit) {
 
 void PollingUpdate::writeEntry(bool available, double value, const Unit& unit, const char* end) {
   if (available) {
-    document_.printf("\"%.3f%s\"%s", value / unit.divisor, unit.suffix, end);
+    document().printf("\"%.3f%s\"%s", value / unit.divisor, unit.suffix, end);
   } else {
-    document_.printf("\"n/a\"%s", end);
+    document().printf("\"n/a\"%s", end);
   }
 }
 
 void PollingUpdate::writeEnumerations() {
   if (enumerationUnavailable_ != 0) {
-    document_.append(
+    document().append(
         "\"hookup\":\"n/a\",\n\"nominalFrequency\":\"n/a\",\n\"phaseSequence\":\"n/a\",\n");
     return;
   }
-  unsigned short hookup = hookup_.value;
-  document_.append(hookup < 5 ? kHookupLine[hookup] : kHookupLine[0]);
-  document_.append(frequencyType_.value != 0 ? "\"nominalFrequency\":\"60 Hz\",\n"
+  const unsigned short wiring = hookup_.value;
+  document().append(wiring < 5 ? kHookupLine[wiring] : kHookupLine[0]);
+  document().append(frequencyType_.value != 0 ? "\"nominalFrequency\":\"60 Hz\",\n"
                                              : "\"nominalFrequency\":\"50 Hz\",\n");
-  document_.append(phaseSequence_.value == 0 ? "\"phaseSequence\":\"ABC\",\n"
+  document().append(phaseSequence_.value == 0 ? "\"phaseSequence\":\"ABC\",\n"
                                              : "\"phaseSequence\":\"CBA\",\n");
 }
 
@@ -388,7 +331,7 @@ int PollingUpdate::led_thread() {
     } else {
       samples_[slot].store(value, std::memory_order_relaxed);
     }
-    waitOnEventFd(ledEpollFd_, getInterval() / 5);
+    ledWaiter_.wait(getInterval() / 5);
     if (!isRunning()) return 0;
     slot = (slot + 1) % kSamples;
   }

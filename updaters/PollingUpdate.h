@@ -5,7 +5,7 @@
 //
 // It owns a second thread, the digital-input sampler (led_thread), which reads
 // "reading.digin.flag" five times per updater interval into a ring of five
-// slots that displayData prints. The sampler has its own epoll/eventfd pair so
+// slots that the document prints. The sampler has its own EventWaiter so
 // that it sleeps and is stopped apart from the updater thread; both threads
 // share the one running flag of the base, so stopping either ends both loops.
 //
@@ -21,29 +21,26 @@
 #define UPDATERS_POLLINGUPDATE_H_
 
 #include <pthread.h>
+#include <stddef.h>
 #include <stdint.h>
 
 #include <atomic>
-#include <string>
 
-#include "livedata/DmAccess.h"
-#include "livedata/DocumentFile.h"
-#include "livedata/LiveData.h"
+#include "livedata/DocumentUpdater.h"
+#include "livedata/EventWaiter.h"
+#include "updaters/UnitSelection.h"
 
-class PollingUpdate : public LiveData {
+class PollingUpdate : public DocumentUpdater {
  public:
   PollingUpdate();
   ~PollingUpdate() override;
 
-  int init() override;
-  int initDmIndex();
+  int initDmIndex() override;
   int getData() override;
-  // Writes the document itself; returns an empty text.
-  std::string displayData() override;
 
   // Sampler thread: its id (for run and stop) and its wake descriptor.
   pthread_t* ledThreadId() { return &ledThreadId_; }
-  int ledEventFd() const { return ledEventFd_; }
+  int ledEventFd() const { return ledWaiter_.eventFd(); }
   static void* led_process_thread(void* self);
   int led_thread();
 
@@ -69,19 +66,18 @@ class PollingUpdate : public LiveData {
     DmKey<double> thermal;
     Peak peaks[4];
   };
-  // Output unit of a family: text behind the number and the divisor.
-  struct Unit {
-    const char* suffix;
-    double divisor;
-  };
+  using Unit = UnitSelection::Unit;
 
   void resolveChannels();
   void readThermals();
   void readOneSecond();
+  void readChannels(DmKey<double> Channel::*record, const char* voltFormat,
+                    const char* otherFormat);
   void readFamilyPeaks(int family, const int* order, int count, int firstPeak, int peakCount);
   void readPeak(int family, int channel, int peak);
   void readEnumerations();
 
+  void writeBody(DocumentFile& out) override;
   void writeFamily(int family, const Unit& unit);
   void writeEntry(bool available, double value, const Unit& unit, const char* end);
   void writeEnumerations();
@@ -92,9 +88,6 @@ class PollingUpdate : public LiveData {
   DmKey<double> frequency_;
   DmTextKey powerFactors_[4];
   DmTextKey powerFactorDisplay_;
-  DmTextKey designation_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> localTime_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> powerOnTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> thermalPeakResetTime_;
   DmKey<unsigned int> ptRatio_;
   DmKey<unsigned int> ctRatio_;
@@ -102,17 +95,16 @@ class PollingUpdate : public LiveData {
   DmKey<unsigned short> frequencyType_;
   DmKey<unsigned short> phaseSequence_;
   unsigned enumerationUnavailable_ = 0;
+  // Rows of the key table before the channels (lookups, reads).
+  size_t headLookups_ = 0;
+  size_t headReads_ = 0;
 
   // Written by the updater thread's initDmIndex, read by the sampler.
   std::atomic<unsigned int> diginIndex_{DM_INDEX_NONE};
   std::atomic<uint16_t> samples_[kSamples] = {};
 
   pthread_t ledThreadId_ = 0;
-  int ledEpollFd_ = -1;
-  int ledEventFd_ = -1;
-
-  DocumentFile document_;
-  // The designation escaped for JSON; keeps its capacity from cycle to cycle.
+  EventWaiter ledWaiter_;
 };
 
 #endif  // UPDATERS_POLLINGUPDATE_H_

@@ -4,131 +4,135 @@
 #include <string.h>
 
 #include "livedata/Globals.h"
-#include "platform/common_api.h"
+#include "platform/meter_blocks.h"
 
 namespace {
 
+using meter_blocks::kHarmonicArrayLength;
 
-constexpr int kHarmonicArrayLength = 128;
-
-// Voltage channels A, B, C then current channels A, B, C: their field names (the
-// distortion read errors print these in place of keys) and keys.
+// Voltage channels A, B, C then current channels A, B, C as the document names them.
 const char* const kFieldNames[6] = {"voltA",    "voltB",    "voltC",
                                     "currentA", "currentB", "currentC"};
 const char* const kPhaseToNeutralKeys[3] = {"reading.1sec.volt.an", "reading.1sec.volt.bn",
                                             "reading.1sec.volt.cn"};
 const char* const kPhaseToPhaseKeys[3] = {"reading.1sec.volt.ab", "reading.1sec.volt.bc",
                                           "reading.1sec.volt.ca"};
-const char* const kVoltageDistortionKeys[3][3] = {
+// THD, K-factor and TDD of each channel: keys, and read errors that name the
+// document's fields (the THD text has a doubled blank before "with": the
+// firmware's text).
+const char* const kDistortionKeys[6][3] = {
     {"reading.1sec.thd.van", "reading.3sec.kfactor.van.total", "reading.1sec.tdd.van"},
     {"reading.1sec.thd.vbn", "reading.3sec.kfactor.vbn.total", "reading.1sec.tdd.vbn"},
     {"reading.1sec.thd.vcn", "reading.3sec.kfactor.vcn.total", "reading.1sec.tdd.vcn"},
-};
-const char* const kCurrentKeys[3] = {"reading.1sec.current.a", "reading.1sec.current.b",
-                                     "reading.1sec.current.c"};
-const char* const kCurrentDistortionKeys[3][3] = {
     {"reading.3sec.thd.ia.total", "reading.3sec.kfactor.ia.total", "reading.3sec.tdd.ia.total"},
     {"reading.3sec.thd.ib.total", "reading.3sec.kfactor.ib.total", "reading.3sec.tdd.ib.total"},
     {"reading.3sec.thd.ic.total", "reading.3sec.kfactor.ic.total", "reading.3sec.tdd.ic.total"},
 };
+#define DISTORTION_MESSAGES(field)                                            \
+  {"dm_read_flt64 error on \"data." field ".thd\"  with error code= ",       \
+   "dm_read_flt64 error on \"data." field ".kfactor\" with error code= ",    \
+   "dm_read_flt64 error on \"data." field ".tdd\" with error code= "}
+const char* const kDistortionMessages[6][3] = {
+    DISTORTION_MESSAGES("voltA"),    DISTORTION_MESSAGES("voltB"),
+    DISTORTION_MESSAGES("voltC"),    DISTORTION_MESSAGES("currentA"),
+    DISTORTION_MESSAGES("currentB"), DISTORTION_MESSAGES("currentC"),
+};
+#undef DISTORTION_MESSAGES
+// Voltage and current reads name their keys in quotes.
+#define QUOTED_MESSAGE(key) "dm_read_flt64 error on \"" key "\" with error code= "
+const char* const kVoltageMessages[2][3] = {
+    {QUOTED_MESSAGE("reading.1sec.volt.an"), QUOTED_MESSAGE("reading.1sec.volt.bn"),
+     QUOTED_MESSAGE("reading.1sec.volt.cn")},
+    {QUOTED_MESSAGE("reading.1sec.volt.ab"), QUOTED_MESSAGE("reading.1sec.volt.bc"),
+     QUOTED_MESSAGE("reading.1sec.volt.ca")},
+};
+const char* const kCurrentKeys[3][2] = {
+    {"reading.1sec.current.a", QUOTED_MESSAGE("reading.1sec.current.a")},
+    {"reading.1sec.current.b", QUOTED_MESSAGE("reading.1sec.current.b")},
+    {"reading.1sec.current.c", QUOTED_MESSAGE("reading.1sec.current.c")},
+};
+#undef QUOTED_MESSAGE
 
-// The harmonic arrays in document order, with their byte offsets in block 2. Each phase
-// array lies directly below its magnitude array.
+// The harmonic arrays in document order: magnitude then phase of each channel.
 struct HarmonicArray {
   const char* name;
-  size_t offset;
-  bool isSigned;  // phases are signed, magnitudes unsigned
+  int channel;
+  bool isPhase;  // phases are signed, magnitudes unsigned
 };
 const HarmonicArray kHarmonicArrays[12] = {
-    {"va_mag", 77056, false}, {"va_phs", 76800, true}, {"vb_mag", 77568, false},
-    {"vb_phs", 77312, true},  {"vc_mag", 78080, false}, {"vc_phs", 77824, true},
-    {"ia_mag", 79104, false}, {"ia_phs", 78848, true}, {"ib_mag", 79616, false},
-    {"ib_phs", 79360, true},  {"ic_mag", 80128, false}, {"ic_phs", 79872, true},
+    {"va_mag", 0, false}, {"va_phs", 0, true}, {"vb_mag", 1, false}, {"vb_phs", 1, true},
+    {"vc_mag", 2, false}, {"vc_phs", 2, true}, {"ia_mag", 3, false}, {"ia_phs", 3, true},
+    {"ib_mag", 4, false}, {"ib_phs", 4, true}, {"ic_mag", 5, false}, {"ic_phs", 5, true},
 };
-
-// Reads a value whose error text names it in quotes ("KEY" or "data.FIELD.KIND").
-void readQuoted(DmKey<double>& record, const char* name, const char* kind) {
-  int status = dm_read(record);
-  if (status < 0) {
-    if (kind == nullptr) {
-      fprintf(stderr, "dm_read_flt64 error on \"%s\" with error code= %d\n", name, status);
-    } else {
-      fprintf(stderr, "dm_read_flt64 error on \"data.%s.%s\" with error code= %d\n", name, kind,
-              status);
-    }
-  }
-}
 
 }  // namespace
 
-ThdUpdate::ThdUpdate() : document_(16384) { addDebugMaskBits(kDebugThd); }
+ThdUpdate::ThdUpdate()
+    : DocumentUpdater(kDebugThd, {"ThdUpdate init...\n", "ThdUpdate displayData...\n"}, 16384) {
+  DmKeyTable& k = keys();
+  k.add(frequency_, "reading.1sec.freq",
+        "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
+  // Lookups: per phase the phase-to-neutral key, the distortion keys and the
+  // phase-to-phase key; then per phase the current and its distortion keys.
+  for (int p = 0; p < 3; ++p) {
+    Distortion& distortion = voltageDistortion_[p];
+    k.addLookup(phaseToNeutralIndex_[p], kPhaseToNeutralKeys[p]);
+    k.addLookup(distortion.thd, kDistortionKeys[p][0]);
+    k.addLookup(distortion.kfactor, kDistortionKeys[p][1]);
+    k.addLookup(distortion.tdd, kDistortionKeys[p][2]);
+    k.addLookup(phaseToPhaseIndex_[p], kPhaseToPhaseKeys[p]);
+  }
+  for (int p = 0; p < 3; ++p) {
+    k.addLookup(current_[p], kCurrentKeys[p][0]);
+    Distortion& distortion = currentDistortion_[p];
+    k.addLookup(distortion.thd, kDistortionKeys[3 + p][0]);
+    k.addLookup(distortion.kfactor, kDistortionKeys[3 + p][1]);
+    k.addLookup(distortion.tdd, kDistortionKeys[3 + p][2]);
+  }
+  // Reads: phase A's distortion comes before the voltages (readVoltages), B's
+  // and C's after them; then each current with its distortion.
+  addDistortionReads(0, voltageDistortion_[0]);
+  voltageReadsAt_ = k.readCount();
+  addDistortionReads(1, voltageDistortion_[1]);
+  addDistortionReads(2, voltageDistortion_[2]);
+  for (int p = 0; p < 3; ++p) {
+    k.addRead(current_[p], kCurrentKeys[p][1]);
+    addDistortionReads(3 + p, currentDistortion_[p]);
+  }
+  addFrameKeys(kCommonFrameMessages);
+}
 
 // Ends the updater thread before the members it uses go away.
 ThdUpdate::~ThdUpdate() { stop(); }
 
-int ThdUpdate::init() {
-  if (debugEnabled()) fputs("ThdUpdate init...\n", stdout);
-  return initDmIndex();
-}
-
 int ThdUpdate::initDmIndex() {
-  resolve_dm_key("reading.1sec.freq", &frequency_.index);
-  for (int p = 0; p < 3; ++p) {
-    Distortion& distortion = voltageDistortion_[p];
-    resolve_dm_key(kPhaseToNeutralKeys[p], &phaseToNeutralIndex_[p]);
-    resolve_dm_key(kVoltageDistortionKeys[p][0], &distortion.thd.index);
-    resolve_dm_key(kVoltageDistortionKeys[p][1], &distortion.kfactor.index);
-    resolve_dm_key(kVoltageDistortionKeys[p][2], &distortion.tdd.index);
-    resolve_dm_key(kPhaseToPhaseKeys[p], &phaseToPhaseIndex_[p]);
-  }
-  for (int p = 0; p < 3; ++p) {
-    Distortion& distortion = currentDistortion_[p];
-    resolve_dm_key(kCurrentKeys[p], &current_[p].index);
-    resolve_dm_key(kCurrentDistortionKeys[p][0], &distortion.thd.index);
-    resolve_dm_key(kCurrentDistortionKeys[p][1], &distortion.kfactor.index);
-    resolve_dm_key(kCurrentDistortionKeys[p][2], &distortion.tdd.index);
-  }
-  resolve_dm_key("dev.designation", &designation_.index);
-  resolve_dm_key("reading.time.ltc", &time_.index);
-  resolve_dm_key("sys.ontime", &onTime_.index);
+  keys().resolve();
   map_sys_block(2, "shared_meter_readings", &readings_);
   return 0;
 }
 
-// THD, K-factor, TDD of one channel (0-5 as in kFieldNames). The THD text has a
-// doubled blank before "with": the firmware's text.
-void ThdUpdate::readDistortion(int channel, Distortion& distortion) {
-  const char* field = kFieldNames[channel];
-  int status = dm_read(distortion.thd);
-  if (status < 0) {
-    fprintf(stderr, "dm_read_flt64 error on \"data.%s.thd\"  with error code= %d\n", field,
-            status);
-  }
-  readQuoted(distortion.kfactor, field, "kfactor");
-  readQuoted(distortion.tdd, field, "tdd");
+void ThdUpdate::addDistortionReads(int channel, Distortion& distortion) {
+  keys().addRead(distortion.thd, kDistortionMessages[channel][0]);
+  keys().addRead(distortion.kfactor, kDistortionMessages[channel][1]);
+  keys().addRead(distortion.tdd, kDistortionMessages[channel][2]);
 }
 
 int ThdUpdate::getData() {
-  read_dm_key(frequency_, "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
-  readDistortion(0, voltageDistortion_[0]);
-  // Phase-to-neutral voltages for wye hookups (0, 3), phase-to-phase otherwise,
-  // into the same three values.
+  keys().read(0, voltageReadsAt_);
+  readVoltages();
+  keys().read(voltageReadsAt_, keys().readCount());
+  return 0;
+}
+
+// Phase-to-neutral voltages for wye hookups (0, 3), phase-to-phase otherwise,
+// into the same three values. Kept out of the table: the hookup picks the key.
+void ThdUpdate::readVoltages() {
   const uint32_t wiring = hookup.load(std::memory_order_relaxed);
   const bool wye = wiring == 0 || wiring == 3;
   for (int p = 0; p < 3; ++p) {
     voltage_[p].index = wye ? phaseToNeutralIndex_[p] : phaseToPhaseIndex_[p];
-    readQuoted(voltage_[p], wye ? kPhaseToNeutralKeys[p] : kPhaseToPhaseKeys[p], nullptr);
+    read_dm_key(voltage_[p], kVoltageMessages[wye ? 0 : 1][p]);
   }
-  readDistortion(1, voltageDistortion_[1]);
-  readDistortion(2, voltageDistortion_[2]);
-  for (int p = 0; p < 3; ++p) {
-    readQuoted(current_[p], kCurrentKeys[p], nullptr);
-    readDistortion(3 + p, currentDistortion_[p]);
-  }
-  read_dm_key(designation_, "dm_read_STRING error on \"dev.designation\" with error code= ");
-  read_dm_key(time_, "dm_read_timestamp_b8 error on \"reading.time.ltc\" with error code= ");
-  read_dm_key(onTime_, "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ");
-  return 0;
 }
 
 // value / 100.0 printed with "%.2f" is exactly the integer with a point before
@@ -183,29 +187,23 @@ void ThdUpdate::writeHarmonicArray(const char* name, size_t offset, bool isSigne
   }
   *next++ = ',';
   *next++ = '\n';
-  document_.append(text, static_cast<size_t>(next - text));
+  document().append(text, static_cast<size_t>(next - text));
 }
 
-
-std::string ThdUpdate::displayData() {
-  if (debugEnabled()) fputs("ThdUpdate displayData...\n", stdout);
-  if (!document_.open(getJsonFile())) return std::string();
-  document_.appendFrameStart();
-  document_.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
+void ThdUpdate::writeBody(DocumentFile& out) {
+  out.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   for (int p = 0; p < 3; ++p) {
-    document_.printf("\"%s\":[\"%.3f V\",\"%.3f\",\"%.3f\"],\n", kFieldNames[p],
-                     voltage_[p].value, voltageDistortion_[p].thd.value,
-                     voltageDistortion_[p].tdd.value);
+    out.printf("\"%s\":[\"%.3f V\",\"%.3f\",\"%.3f\"],\n", kFieldNames[p], voltage_[p].value,
+               voltageDistortion_[p].thd.value, voltageDistortion_[p].tdd.value);
   }
   for (int p = 0; p < 3; ++p) {
-    document_.printf("\"%s\":[\"%.3f A\",\"%.3f\",\"%.3f\",\"%.3f\"],\n", kFieldNames[3 + p],
-                     current_[p].value, currentDistortion_[p].thd.value,
-                     currentDistortion_[p].tdd.value, currentDistortion_[p].kfactor.value);
+    out.printf("\"%s\":[\"%.3f A\",\"%.3f\",\"%.3f\",\"%.3f\"],\n", kFieldNames[3 + p],
+               current_[p].value, currentDistortion_[p].thd.value,
+               currentDistortion_[p].tdd.value, currentDistortion_[p].kfactor.value);
   }
-  for (const HarmonicArray& harmonicArray : kHarmonicArrays) {
-    writeHarmonicArray(harmonicArray.name, harmonicArray.offset, harmonicArray.isSigned);
+  for (const HarmonicArray& array : kHarmonicArrays) {
+    const size_t offset = array.isPhase ? meter_blocks::harmonicPhaseOffset(array.channel)
+                                        : meter_blocks::harmonicMagnitudeOffset(array.channel);
+    writeHarmonicArray(array.name, offset, array.isPhase);
   }
-  document_.appendFrameEnd(designation_.value, time_.value, onTime_.value);
-  document_.close();
-  return std::string();
 }

@@ -15,24 +15,17 @@
 #include <stddef.h>
 #include <stdint.h>
 
-#include <string>
+#include "livedata/DocumentUpdater.h"
 
-#include "livedata/DmAccess.h"
-#include "livedata/DocumentFile.h"
-#include "livedata/LiveData.h"
-
-class ThdUpdate : public LiveData {
+class ThdUpdate : public DocumentUpdater {
  public:
   ThdUpdate();
   ~ThdUpdate() override;
 
-  int init() override;
-  // Resolves every key once and maps block 2; failures are reported. Returns 0.
-  int initDmIndex();
+  // Resolves the key table and maps block 2; failures are reported. Returns 0.
+  int initDmIndex() override;
   // Reads every key; failures are reported and the old value stays. Returns 0.
   int getData() override;
-  // Writes the document; returns an empty text.
-  std::string displayData() override;
 
   // Writes value / 100 as "%.2f" prints it (e.g. -5 -> "-0.05", 65535 ->
   // "655.35") without a terminator; returns the length (at most 12).
@@ -45,7 +38,9 @@ class ThdUpdate : public LiveData {
     DmKey<double> tdd;
   };
 
-  void readDistortion(int channel, Distortion& distortion);
+  void addDistortionReads(int channel, Distortion& distortion);
+  void readVoltages();
+  void writeBody(DocumentFile& out) override;
   void writeHarmonicArray(const char* name, size_t offset, bool isSigned);
 
   DmKey<double> frequency_;
@@ -56,12 +51,8 @@ class ThdUpdate : public LiveData {
   Distortion voltageDistortion_[3];  // the K-factors are read but not published
   DmKey<double> current_[3];
   Distortion currentDistortion_[3];
-  DmTextKey designation_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> time_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> onTime_;
+  size_t voltageReadsAt_ = 0;  // read rows before the hookup-dependent voltages
   const unsigned char* readings_ = nullptr;  // block 2, null when it could not be mapped
-
-  DocumentFile document_;
 };
 
 #endif  // UPDATERS_THDUPDATE_H_

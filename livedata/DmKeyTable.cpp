@@ -1,0 +1,33 @@
+#include "livedata/DmKeyTable.h"
+
+void DmKeyTable::add(DmRecordRef record, const char* key, const char* readMessage,
+                     const char* reportedKey) {
+  addLookup(record, key, reportedKey);
+  addRead(record, readMessage);
+}
+
+void DmKeyTable::addLookup(DmRecordRef record, const char* key, const char* reportedKey) {
+  addLookup(*record.index(), key, reportedKey);
+}
+
+void DmKeyTable::addLookup(unsigned int& index, const char* key, const char* reportedKey) {
+  lookups_.push_back(Lookup{&index, key, reportedKey != nullptr ? reportedKey : key});
+}
+
+void DmKeyTable::addRead(DmRecordRef record, const char* readMessage) {
+  reads_.push_back(Read{record, readMessage});
+}
+
+void DmKeyTable::resolve(size_t first, size_t last) const {
+  for (size_t i = first; i < last && i < lookups_.size(); ++i) {
+    resolve_dm_key_as(lookups_[i].key, lookups_[i].reportedKey, lookups_[i].index);
+  }
+}
+
+void DmKeyTable::read(size_t first, size_t last) const {
+  for (size_t i = first; i < last && i < reads_.size(); ++i) {
+    const Read& row = reads_[i];
+    int status = row.record.read();
+    if (status < 0) report_dm_error(row.message, status);
+  }
+}
