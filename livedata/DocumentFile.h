@@ -3,9 +3,12 @@
 // open() opens the file for writing (created when missing, 0666 less the umask,
 // but not truncated) and gives it its directory's owner; the text is then
 // collected in a buffer that keeps its capacity from cycle to cycle, and close()
-// truncates the file, writes the whole text with one write, flushes it to
-// storage with fsync and closes it. Readers therefore find the previous text
-// until close(), and an empty file only between the truncation and the write.
+// writes the whole text over the old one with one write, cuts the file to the
+// text's length, flushes it to storage with fsync and closes it. Readers find
+// the previous text until close() and never an empty file (except a new one
+// before its first close); only in a cycle whose text is shorter than the last
+// one can a read between the write and the cut see the old text's tail after
+// the new text.
 //
 // A path that cannot be opened, or that names something other than a regular
 // file (a FIFO, a device, a directory), is skipped: open() returns false and
@@ -19,6 +22,7 @@
 #define LIVEDATA_DOCUMENTFILE_H_
 
 #include <stddef.h>
+#include <sys/types.h>
 
 #include <string>
 
@@ -50,8 +54,8 @@ class DocumentFile {
   void appendFrameEnd(const char* designation, const ZUL_TIMESTAMP_8B_STRUCT& dateTime,
                       const ZUL_TIMESTAMP_8B_STRUCT& powerOnTime);
 
-  // Truncates the file, writes the collected text in one write, fsyncs and
-  // closes. Does nothing when not open.
+  // Writes the collected text over the file's in one write, cuts the file to
+  // its length, fsyncs and closes. Does nothing when not open.
   void close();
 
   // True from a failed write or fsync until the next close() that succeeds.
@@ -61,13 +65,14 @@ class DocumentFile {
   const std::string& text() const { return text_; }
 
  private:
-  // Truncation, the write and fsync. Null when all succeeded, otherwise the name
+  // The write, the cut and fsync. Null when all succeeded, otherwise the name
   // of the step that failed (errno set).
   const char* replaceContents();
   // Logs the start and the end of a run of failed closes.
   void noteOutcome(const char* failedStep, int error);
 
   int fd_ = -1;
+  off_t openedSize_ = 0;  // the file's length at open()
   bool failing_ = false;
   std::string path_;  // path of the open document, for the log lines
   std::string text_;
