@@ -164,11 +164,11 @@ void JsonTemplate::resetConfiguration() {
 // ---------------------------------------------------------------------------
 // Tokenizer
 
-int JsonTemplate::initJsonTemplateFields(DM_SYS_DATA_BLOK_USER* dm, const std::string& text,
+int JsonTemplate::initJsonTemplateFields(DM_SYS_DATA_BLOK_USER* handle, const std::string& text,
                                          std::vector<JsonTemplateField>& fields) {
   resetConfiguration();
   templateYield();
-  dm_ = dm;
+  dm_ = handle;
   while (jsonTok(text, fields) == 1) templateSleepMicroseconds(kTokenizerPauseUs);
   if (traceEnabled()) std::cout << std::endl;
   return 0;
@@ -344,7 +344,8 @@ int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField
 // ---------------------------------------------------------------------------
 // Processing
 
-int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* dm, _JsonTemplateInternalVariable* vars, int count) {
+int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* handle, _JsonTemplateInternalVariable* vars,
+                       int count) {
   internalVariables_.clear();
   if (vars != nullptr) {
     for (int i = 0; i < count; ++i) {
@@ -352,7 +353,7 @@ int JsonTemplate::init(DM_SYS_DATA_BLOK_USER* dm, _JsonTemplateInternalVariable*
       templateYield();
     }
   }
-  return reinit(dm);
+  return reinit(handle);
 }
 
 bool JsonTemplate::fileStatusUnchanged(const struct stat& current) const {
@@ -361,7 +362,7 @@ bool JsonTemplate::fileStatusUnchanged(const struct stat& current) const {
          current.st_mtim.tv_nsec == fileStatus_.st_mtim.tv_nsec;
 }
 
-int JsonTemplate::reinit(DM_SYS_DATA_BLOK_USER* dm) {
+int JsonTemplate::reinit(DM_SYS_DATA_BLOK_USER* handle) {
   struct stat current;
   memset(&current, 0, sizeof current);
   // A file that cannot be stat'ed is read (and its failure reported) every time.
@@ -378,22 +379,22 @@ int JsonTemplate::reinit(DM_SYS_DATA_BLOK_USER* dm) {
               << ", length=" << static_cast<long long>(fileStatus_.st_size)
               << ", lastmod=" << (local != nullptr ? asctime(local) : "\n");
   }
-  initJsonTemplateFields(dm, templateText_, fields_);
+  initJsonTemplateFields(handle, templateText_, fields_);
   fileStatus_ = current;
   return 0;
 }
 
-int JsonTemplate::processJsonTemplate(DM_SYS_DATA_BLOK_USER* dm, std::string& out) {
+int JsonTemplate::processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out) {
   try {
-    return _processJsonTemplate(dm, out);
+    return _processJsonTemplate(handle, out);
   } catch (...) {
     std::cout << templateName_ << " : exception!!!" << std::endl << std::endl;
     return -1;
   }
 }
 
-int JsonTemplate::_processJsonTemplate(DM_SYS_DATA_BLOK_USER* dm, std::string& out) {
-  reinit(dm);
+int JsonTemplate::_processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out) {
+  reinit(handle);
   if (fields_.empty()) {
     out = templateText_;
     return 0;

@@ -51,13 +51,13 @@ class JsonTemplate {
 
   // Registers count internal variables (copies of the records) and parses the
   // template. Returns reinit's result.
-  int init(DM_SYS_DATA_BLOK_USER* dm, _JsonTemplateInternalVariable* vars, int count);
+  int init(DM_SYS_DATA_BLOK_USER* handle, _JsonTemplateInternalVariable* vars, int count);
   // Parses the template when its file changed: -1 when unchanged, -1 when it
   // cannot be read, else 0.
-  int reinit(DM_SYS_DATA_BLOK_USER* dm);
+  int reinit(DM_SYS_DATA_BLOK_USER* handle);
   // Produces one cycle's document in out. -1 when processing raised an exception
   // (reported as "<name> : exception!!!"), else 0.
-  int processJsonTemplate(DM_SYS_DATA_BLOK_USER* dm, std::string& out);
+  int processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out);
 
   // Largest template file read; a larger one is refused with its own message.
   static constexpr size_t kMaxTemplateSize = 1024 * 1024;
@@ -69,7 +69,7 @@ class JsonTemplate {
   // A path that is not a regular file of at most kMaxTemplateSize bytes is
   // unreadable (-1); opening never blocks.
   int readJsonTemplateFile(const std::string& path, std::string& text);
-  int initJsonTemplateFields(DM_SYS_DATA_BLOK_USER* dm, const std::string& text,
+  int initJsonTemplateFields(DM_SYS_DATA_BLOK_USER* handle, const std::string& text,
                              std::vector<JsonTemplateField>& fields);
   // Finds the next marker after the last field and appends its field: 1, or 0
   // when no further marker exists (the last field then gets the text after it).
@@ -96,7 +96,7 @@ class JsonTemplate {
   bool variableWidth() const { return variableWidth_; }
 
  private:
-  int _processJsonTemplate(DM_SYS_DATA_BLOK_USER* dm, std::string& out);
+  int _processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out);
   void processFixedWidthFirstPass(std::string& out, long long pauseUs);
   void processFixedWidthSubsequentPass(std::string& out, long long pauseUs);
   void processVariableWidth(std::string& out, long long pauseUs);

@@ -136,9 +136,9 @@ void ProfileLabel::writeDocument(DocumentFile& out, const unsigned char* setting
 }
 
 // "NAME":["l0","l1",...,"ln"END with each 16-byte label cleaned and escaped.
-void ProfileLabel::writeLabelList(DocumentFile& out, const char* name, const unsigned char* settings,
-                                  size_t firstOffset, size_t stride, int count,
-                                  const char* end) {
+void ProfileLabel::writeLabelList(DocumentFile& out, const char* name,
+                                  const unsigned char* settings, size_t firstOffset,
+                                  size_t stride, int count, const char* end) {
   out.append("\"");
   out.append(name);
   out.append("\":[");
