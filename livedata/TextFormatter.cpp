@@ -110,7 +110,7 @@ bool TextFormatter::appendConversion(std::string& out, const Spec& spec, Argumen
       appendDouble(out, spec, va_arg(args.list, double));
       return true;
     case 's': {
-      if (spec.longs != 0 || spec.plus || spec.space || spec.zero) return false;
+      if (spec.longs != 0) return false;
       const char* text = va_arg(args.list, const char*);
       if (text == nullptr) return false;
       appendText(out, spec, text);
@@ -176,6 +176,7 @@ void TextFormatter::appendDouble(std::string& out, const Spec& spec, double valu
   appendField(out, spec, sign, 0, text, static_cast<size_t>(result.ptr - text), true);
 }
 
+// '+', ' ' and '0' have no effect on texts: the padding is blanks.
 void TextFormatter::appendText(std::string& out, const Spec& spec, const char* text) {
   const size_t length = spec.precision < 0 ? strlen(text)
                                            : strnlen(text, static_cast<size_t>(spec.precision));

@@ -2,7 +2,8 @@
 // machinery, for the documents' fixed format strings. The text is the same, byte
 // for byte, as vsnprintf's for the conversions handled here:
 //   %d %i  int (l: long, ll: long long)      %u  unsigned (l, ll likewise)
-//   %f     double, any precision up to 64    %s  text (precision limits it)
+//   %f     double, any precision up to 64    %s  text (precision limits it;
+//                                                 no flag but '-' changes it)
 //   %%     a literal percent sign
 // with the flags '-', '+', ' ' and '0' and decimal widths and precisions, and
 // literal text. Doubles go through std::to_chars, which is exact and rounds ties

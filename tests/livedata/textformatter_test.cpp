@@ -130,6 +130,7 @@ TEST(TextFormatter, Texts) {
   EXPECT_EQ("  abc", format("%5s", "abc"));
   EXPECT_EQ("abc  |", format("%-5s|", "abc"));
   EXPECT_EQ("", format("%s", ""));
+  EXPECT_EQ("   ab|   ab|   ab", format("%05s|%+5s|% 5s", "ab", "ab", "ab"));
 }
 
 TEST(TextFormatter, RefusesWhatItDoesNotHandle) {
