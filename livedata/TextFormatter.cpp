@@ -1,6 +1,7 @@
 #include "livedata/TextFormatter.h"
 
 #include <math.h>
+#include <stdint.h>
 #include <string.h>
 
 #include <charconv>
@@ -28,6 +29,51 @@ const char* parseNumber(const char* text, int limit, int* number) {
   return text;
 }
 
+const uint64_t kPowersOfTen[] = {1, 10, 100, 1000};
+
+// Writes the finite, non-negative value with precision decimals (at most 3) at
+// out and returns the end, or returns nullptr when the value is out of this
+// path's range. The value is m * 2^e exactly (m below 2^53), so value * 10^p is
+// m * 10^p (below 2^63) shifted by e: the integer quotient and the remainder of
+// that shift round the result to nearest, ties to even, with no error at all.
+char* writeFixedExactly(char* out, double value, int precision) {
+  uint64_t bits;
+  memcpy(&bits, &value, sizeof bits);
+  const int biased = static_cast<int>(bits >> 52);
+  uint64_t mantissa = bits & ((uint64_t{1} << 52) - 1);
+  if (biased != 0) mantissa |= uint64_t{1} << 52;
+  const int exponent = (biased != 0 ? biased : 1) - 1075;
+  if (exponent > 11) return nullptr;  // m * 2^e would not fit in 64 bits
+  uint64_t scaled;
+  if (exponent >= 0) {
+    scaled = mantissa << exponent;
+    if (scaled > UINT64_MAX / kPowersOfTen[precision]) return nullptr;
+    scaled *= kPowersOfTen[precision];
+  } else {
+    const uint64_t product = mantissa * kPowersOfTen[precision];
+    const int shift = -exponent;
+    if (shift > 63) {
+      scaled = 0;  // product < 2^63 <= half of 2^shift: rounds to zero
+    } else {
+      scaled = product >> shift;
+      const uint64_t rest = product & ((uint64_t{1} << shift) - 1);
+      const uint64_t half = uint64_t{1} << (shift - 1);
+      if (rest > half || (rest == half && (scaled & 1u) != 0)) ++scaled;
+    }
+  }
+  char digits[DecimalDigits::kMaxDigits + 4];
+  char* end = digits + sizeof digits;
+  char* first = DecimalDigits::writeBackward(end, scaled);
+  while (end - first < precision + 1) *--first = '0';
+  const size_t whole = static_cast<size_t>(end - first - precision);
+  memcpy(out, first, whole);
+  out += whole;
+  if (precision == 0) return out;
+  *out++ = '.';
+  memcpy(out, first + whole, static_cast<size_t>(precision));
+  return out + precision;
+}
+
 }  // namespace
 
 struct TextFormatter::Spec {
@@ -41,6 +87,48 @@ struct TextFormatter::Spec {
   char conversion = 0;
 };
 
+// Collects the text in a stack buffer and hands it to the string in few large
+// appends (one per call for the documents' short lines).
+class TextFormatter::Output {
+ public:
+  explicit Output(std::string& text) : text_(text) {}
+  ~Output() { flush(); }
+
+  void put(char c) {
+    if (used_ == sizeof buffer_) flush();
+    buffer_[used_++] = c;
+  }
+  void put(const char* data, size_t length) {
+    if (length > sizeof buffer_ - used_) {
+      flush();
+      if (length > sizeof buffer_) {
+        text_.append(data, length);
+        return;
+      }
+    }
+    memcpy(buffer_ + used_, data, length);
+    used_ += length;
+  }
+  void fill(size_t count, char c) {
+    if (count > sizeof buffer_ - used_) {
+      flush();
+      text_.append(count, c);
+      return;
+    }
+    memset(buffer_ + used_, c, count);
+    used_ += count;
+  }
+  void flush() {
+    text_.append(buffer_, used_);
+    used_ = 0;
+  }
+
+ private:
+  std::string& text_;
+  char buffer_[256];
+  size_t used_ = 0;
+};
+
 // A copy of the caller's va_list that the helpers can share by reference.
 struct TextFormatter::Arguments {
   va_list list;
@@ -51,17 +139,20 @@ bool TextFormatter::append(std::string& out, const char* format, va_list args) {
   Arguments arguments;
   va_copy(arguments.list, args);
   bool handled = true;
-  const char* next = format;
-  while (handled) {
-    const char* percent = strchr(next, '%');
-    if (percent == nullptr) {
-      out.append(next);
-      break;
+  {
+    Output output(out);
+    const char* next = format;
+    while (handled) {
+      const char* percent = strchr(next, '%');
+      if (percent == nullptr) {
+        output.put(next, strlen(next));
+        break;
+      }
+      output.put(next, static_cast<size_t>(percent - next));
+      Spec spec;
+      next = parseSpec(percent + 1, &spec);
+      handled = next != nullptr && appendConversion(output, spec, arguments);
     }
-    out.append(next, static_cast<size_t>(percent - next));
-    Spec spec;
-    next = parseSpec(percent + 1, &spec);
-    handled = next != nullptr && appendConversion(out, spec, arguments);
   }
   va_end(arguments.list);
   if (!handled) out.resize(start);
@@ -71,6 +162,16 @@ bool TextFormatter::append(std::string& out, const char* format, va_list args) {
 // Parses flags, width, precision, length and conversion after a '%'; returns
 // the text after the conversion, or nullptr for anything not handled.
 const char* TextFormatter::parseSpec(const char* text, Spec* spec) {
+  // The documents' conversions first: "%s", "%u", "%d" and "%.Nf".
+  if (*text == 's' || *text == 'u' || *text == 'd') {
+    spec->conversion = *text;
+    return text + 1;
+  }
+  if (text[0] == '.' && text[1] >= '0' && text[1] <= '9' && text[2] == 'f') {
+    spec->precision = text[1] - '0';
+    spec->conversion = 'f';
+    return text + 3;
+  }
   for (;; ++text) {
     if (*text == '-') spec->left = true;
     else if (*text == '+') spec->plus = true;
@@ -92,7 +193,7 @@ const char* TextFormatter::parseSpec(const char* text, Spec* spec) {
   return *text == '\0' ? nullptr : text + 1;
 }
 
-bool TextFormatter::appendConversion(std::string& out, const Spec& spec, Arguments& args) {
+bool TextFormatter::appendConversion(Output& out, const Spec& spec, Arguments& args) {
   switch (spec.conversion) {
     case 'd':
     case 'i':
@@ -122,7 +223,7 @@ bool TextFormatter::appendConversion(std::string& out, const Spec& spec, Argumen
           spec.precision >= 0 || spec.longs != 0) {
         return false;
       }
-      out.push_back('%');
+      out.put('%');
       return true;
     }
     default:
@@ -130,7 +231,7 @@ bool TextFormatter::appendConversion(std::string& out, const Spec& spec, Argumen
   }
 }
 
-void TextFormatter::appendSigned(std::string& out, const Spec& spec, long long value) {
+void TextFormatter::appendSigned(Output& out, const Spec& spec, long long value) {
   char sign = spec.plus ? '+' : spec.space ? ' ' : 0;
   unsigned long long magnitude = static_cast<unsigned long long>(value);
   if (value < 0) {
@@ -141,13 +242,13 @@ void TextFormatter::appendSigned(std::string& out, const Spec& spec, long long v
 }
 
 // '+' and ' ' have no effect on unsigned conversions.
-void TextFormatter::appendUnsigned(std::string& out, const Spec& spec, unsigned long long value) {
+void TextFormatter::appendUnsigned(Output& out, const Spec& spec, unsigned long long value) {
   appendDigits(out, spec, 0, value);
 }
 
 // A precision is the least number of digits (none for zero at precision 0) and
 // turns zero padding off.
-void TextFormatter::appendDigits(std::string& out, const Spec& spec, char sign,
+void TextFormatter::appendDigits(Output& out, const Spec& spec, char sign,
                                  unsigned long long value) {
   char digits[DecimalDigits::kMaxDigits];
   char* end = digits + DecimalDigits::kMaxDigits;
@@ -159,7 +260,7 @@ void TextFormatter::appendDigits(std::string& out, const Spec& spec, char sign,
   appendField(out, spec, sign, zeros, first, length, spec.precision < 0);
 }
 
-void TextFormatter::appendDouble(std::string& out, const Spec& spec, double value) {
+void TextFormatter::appendDouble(Output& out, const Spec& spec, double value) {
   const char sign = signbit(value) ? '-' : spec.plus ? '+' : spec.space ? ' ' : 0;
   if (isnan(value)) {
     appendField(out, spec, sign, 0, "nan", 3, false);
@@ -171,13 +272,15 @@ void TextFormatter::appendDouble(std::string& out, const Spec& spec, double valu
   }
   char text[kDoubleTextSize];
   const int precision = spec.precision < 0 ? 6 : spec.precision;
-  const std::to_chars_result result =
-      std::to_chars(text, text + sizeof text, fabs(value), std::chars_format::fixed, precision);
-  appendField(out, spec, sign, 0, text, static_cast<size_t>(result.ptr - text), true);
+  char* end = precision <= 3 ? writeFixedExactly(text, fabs(value), precision) : nullptr;
+  if (end == nullptr) {
+    end = std::to_chars(text, text + sizeof text, fabs(value), std::chars_format::fixed, precision).ptr;
+  }
+  appendField(out, spec, sign, 0, text, static_cast<size_t>(end - text), true);
 }
 
 // '+', ' ' and '0' have no effect on texts: the padding is blanks.
-void TextFormatter::appendText(std::string& out, const Spec& spec, const char* text) {
+void TextFormatter::appendText(Output& out, const Spec& spec, const char* text) {
   const size_t length = spec.precision < 0 ? strlen(text)
                                            : strnlen(text, static_cast<size_t>(spec.precision));
   appendField(out, spec, 0, 0, text, length, false);
@@ -185,16 +288,21 @@ void TextFormatter::appendText(std::string& out, const Spec& spec, const char* t
 
 // Lays out sign, zeros and body in the width: blanks after them with '-', else
 // zeros between sign and body when zero padding applies, else blanks before.
-void TextFormatter::appendField(std::string& out, const Spec& spec, char sign, size_t zeros,
+void TextFormatter::appendField(Output& out, const Spec& spec, char sign, size_t zeros,
                                 const char* body, size_t length, bool zeroPadding) {
+  if (spec.width == 0 && zeros == 0) {  // the documents' case
+    if (sign != 0) out.put(sign);
+    out.put(body, length);
+    return;
+  }
   const size_t used = (sign != 0 ? 1 : 0) + zeros + length;
   const size_t width = static_cast<size_t>(spec.width);
   const size_t padding = width > used ? width - used : 0;
   const bool padWithZeros = spec.zero && zeroPadding && !spec.left;
-  if (!spec.left && !padWithZeros) out.append(padding, ' ');
-  if (sign != 0) out.push_back(sign);
-  if (padWithZeros) out.append(padding, '0');
-  out.append(zeros, '0');
-  out.append(body, length);
-  if (spec.left) out.append(padding, ' ');
+  if (!spec.left && !padWithZeros) out.fill(padding, ' ');
+  if (sign != 0) out.put(sign);
+  if (padWithZeros) out.fill(padding, '0');
+  out.fill(zeros, '0');
+  out.put(body, length);
+  if (spec.left) out.fill(padding, ' ');
 }

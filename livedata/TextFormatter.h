@@ -6,8 +6,10 @@
 //                                                 no flag but '-' changes it)
 //   %%     a literal percent sign
 // with the flags '-', '+', ' ' and '0' and decimal widths and precisions, and
-// literal text. Doubles go through std::to_chars, which is exact and rounds ties
-// to even as glibc does in the default rounding mode; NaN prints "nan" or "-nan"
+// literal text. Doubles are exact and round ties to even, as glibc does in the
+// default rounding mode: up to three decimals by integer arithmetic on the
+// value's binary mantissa when it fits in 64 bits, otherwise through
+// std::to_chars (exact as well). NaN prints "nan" or "-nan"
 // by its sign bit, infinities "inf" or "-inf". Anything else in a format (other
 // conversions, '*', '#', other length letters, a null %s, a width or precision
 // over the limits) makes append() refuse the whole format, so that the caller can
@@ -32,15 +34,16 @@ class TextFormatter {
  private:
   struct Spec;
   struct Arguments;
+  class Output;
 
   static const char* parseSpec(const char* text, Spec* spec);
-  static bool appendConversion(std::string& out, const Spec& spec, Arguments& args);
-  static void appendSigned(std::string& out, const Spec& spec, long long value);
-  static void appendUnsigned(std::string& out, const Spec& spec, unsigned long long value);
-  static void appendDigits(std::string& out, const Spec& spec, char sign, unsigned long long value);
-  static void appendDouble(std::string& out, const Spec& spec, double value);
-  static void appendText(std::string& out, const Spec& spec, const char* text);
-  static void appendField(std::string& out, const Spec& spec, char sign, size_t zeros,
+  static bool appendConversion(Output& out, const Spec& spec, Arguments& args);
+  static void appendSigned(Output& out, const Spec& spec, long long value);
+  static void appendUnsigned(Output& out, const Spec& spec, unsigned long long value);
+  static void appendDigits(Output& out, const Spec& spec, char sign, unsigned long long value);
+  static void appendDouble(Output& out, const Spec& spec, double value);
+  static void appendText(Output& out, const Spec& spec, const char* text);
+  static void appendField(Output& out, const Spec& spec, char sign, size_t zeros,
                           const char* body, size_t length, bool zeroPadding);
 };
 
