@@ -29,14 +29,15 @@ const char* parseNumber(const char* text, int limit, int* number) {
   return text;
 }
 
-const uint64_t kPowersOfTen[] = {1, 10, 100, 1000};
+const uint32_t kPowersOfTen[] = {1, 10, 100, 1000};
 
-// Writes the finite, non-negative value with precision decimals (at most 3) at
-// out and returns the end, or returns nullptr when the value is out of this
-// path's range. The value is m * 2^e exactly (m below 2^53), so value * 10^p is
-// m * 10^p (below 2^63) shifted by e: the integer quotient and the remainder of
-// that shift round the result to nearest, ties to even, with no error at all.
-char* writeFixedExactly(char* out, double value, int precision) {
+// Writes the finite, non-negative value with precision decimals (at most 3) so
+// that it ends just before end and returns where it begins, or returns nullptr
+// when the value is out of this path's range. The value is m * 2^e exactly (m
+// below 2^53), so value * 10^p is m * 10^p (below 2^63) shifted by e: the
+// quotient and the remainder of that shift round the result to nearest, ties to
+// even, with no error at all.
+char* writeFixedExactly(char* end, double value, int precision) {
   uint64_t bits;
   memcpy(&bits, &value, sizeof bits);
   const int biased = static_cast<int>(bits >> 52);
@@ -44,13 +45,14 @@ char* writeFixedExactly(char* out, double value, int precision) {
   if (biased != 0) mantissa |= uint64_t{1} << 52;
   const int exponent = (biased != 0 ? biased : 1) - 1075;
   if (exponent > 11) return nullptr;  // m * 2^e would not fit in 64 bits
+  const uint32_t power = kPowersOfTen[precision];
   uint64_t scaled;
   if (exponent >= 0) {
     scaled = mantissa << exponent;
-    if (scaled > UINT64_MAX / kPowersOfTen[precision]) return nullptr;
-    scaled *= kPowersOfTen[precision];
+    if (scaled > UINT64_MAX / power) return nullptr;
+    scaled *= power;
   } else {
-    const uint64_t product = mantissa * kPowersOfTen[precision];
+    const uint64_t product = mantissa * power;
     const int shift = -exponent;
     if (shift > 63) {
       scaled = 0;  // product < 2^63 <= half of 2^shift: rounds to zero
@@ -61,17 +63,24 @@ char* writeFixedExactly(char* out, double value, int precision) {
       if (rest > half || (rest == half && (scaled & 1u) != 0)) ++scaled;
     }
   }
-  char digits[DecimalDigits::kMaxDigits + 4];
-  char* end = digits + sizeof digits;
-  char* first = DecimalDigits::writeBackward(end, scaled);
-  while (end - first < precision + 1) *--first = '0';
-  const size_t whole = static_cast<size_t>(end - first - precision);
-  memcpy(out, first, whole);
-  out += whole;
-  if (precision == 0) return out;
-  *out++ = '.';
-  memcpy(out, first + whole, static_cast<size_t>(precision));
-  return out + precision;
+  // One division splits whole and fraction, in 32 bits when the value allows
+  // (64-bit division is a library call on the 32-bit target).
+  uint64_t whole;
+  uint32_t fraction;
+  if (scaled <= UINT32_MAX) {
+    whole = static_cast<uint32_t>(scaled) / power;
+    fraction = static_cast<uint32_t>(scaled) % power;
+  } else {
+    whole = scaled / power;
+    fraction = static_cast<uint32_t>(scaled % power);
+  }
+  char* next = end;
+  for (int i = 0; i < precision; ++i) {
+    *--next = static_cast<char>('0' + fraction % 10u);
+    fraction /= 10u;
+  }
+  if (precision > 0) *--next = '.';
+  return DecimalDigits::writeBackward(next, whole);
 }
 
 }  // namespace
@@ -109,6 +118,22 @@ class TextFormatter::Output {
     memcpy(buffer_ + used_, data, length);
     used_ += length;
   }
+  // Copies literal text up to the next '%' or the end; returns where it stopped.
+  // A byte loop: the documents' literal runs are mostly one to three bytes.
+  const char* putLiteral(const char* text) {
+    for (; *text != '%' && *text != '\0'; ++text) {
+      if (used_ == sizeof buffer_) flush();
+      buffer_[used_++] = *text;
+    }
+    return text;
+  }
+  // Copies a whole NUL-terminated text, byte by byte (the documents' texts are short).
+  void putText(const char* text) {
+    for (; *text != '\0'; ++text) {
+      if (used_ == sizeof buffer_) flush();
+      buffer_[used_++] = *text;
+    }
+  }
   void fill(size_t count, char c) {
     if (count > sizeof buffer_ - used_) {
       flush();
@@ -141,17 +166,12 @@ bool TextFormatter::append(std::string& out, const char* format, va_list args) {
   bool handled = true;
   {
     Output output(out);
-    const char* next = format;
-    while (handled) {
-      const char* percent = strchr(next, '%');
-      if (percent == nullptr) {
-        output.put(next, strlen(next));
-        break;
-      }
-      output.put(next, static_cast<size_t>(percent - next));
+    const char* next = output.putLiteral(format);
+    while (handled && *next == '%') {
       Spec spec;
-      next = parseSpec(percent + 1, &spec);
+      next = parseSpec(next + 1, &spec);
       handled = next != nullptr && appendConversion(output, spec, arguments);
+      if (handled) next = output.putLiteral(next);
     }
   }
   va_end(arguments.list);
@@ -272,15 +292,22 @@ void TextFormatter::appendDouble(Output& out, const Spec& spec, double value) {
   }
   char text[kDoubleTextSize];
   const int precision = spec.precision < 0 ? 6 : spec.precision;
-  char* end = precision <= 3 ? writeFixedExactly(text, fabs(value), precision) : nullptr;
-  if (end == nullptr) {
+  char* first = precision <= 3 ? writeFixedExactly(text + sizeof text, fabs(value), precision)
+                                : nullptr;
+  char* end = text + sizeof text;
+  if (first == nullptr) {
+    first = text;
     end = std::to_chars(text, text + sizeof text, fabs(value), std::chars_format::fixed, precision).ptr;
   }
-  appendField(out, spec, sign, 0, text, static_cast<size_t>(end - text), true);
+  appendField(out, spec, sign, 0, first, static_cast<size_t>(end - first), true);
 }
 
 // '+', ' ' and '0' have no effect on texts: the padding is blanks.
 void TextFormatter::appendText(Output& out, const Spec& spec, const char* text) {
+  if (spec.width == 0 && spec.precision < 0) {
+    out.putText(text);
+    return;
+  }
   const size_t length = spec.precision < 0 ? strlen(text)
                                            : strnlen(text, static_cast<size_t>(spec.precision));
   appendField(out, spec, 0, 0, text, length, false);
