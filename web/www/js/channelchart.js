@@ -1,0 +1,136 @@
+// One channel of the harmonics panel: the spectrum bar chart and the
+// waveform rebuilt from the spectrum. The waveform is
+//   w(t) = k * sum over h = 1..127 of m_h cos(h t + p_h),  t in [0, 2 pi)
+// with m_h the magnitude in % of the fundamental and p_h the phase; k scales
+// it so that its RMS value equals the channel's published value (the RMS of
+// the sum is sqrt(sum m_h^2 / 2)). The polyline carries data-y0 (the y of
+// zero) and data-scale (pixels per unit) so the drawn values can be read back.
+
+import { el, svg, setText, setAttrs } from './dom.js';
+import { numberOf } from './values.js';
+
+const WIDTH = 640;
+const BAR_HEIGHT = 140;
+const WAVE_HEIGHT = 140;
+const PAD = 4;
+const ORDERS = 127;
+const WAVE_POINTS = 256;
+
+export class ChannelChart {
+  constructor(channel) {
+    this.channel = channel;
+    this.bars = [];
+    this.shownOrders = 0;
+    this.node = el('figure', { class: 'channel', 'data-channel': channel.id });
+    this.node.append(el('figcaption', {}, channel.name));
+    this.node.append(this.barChart(), this.readout = el('p', { class: 'readout', 'aria-live': 'polite' }, 'hover or focus a bar for its phase angle'));
+    this.node.append(this.waveChart());
+  }
+
+  barChart() {
+    const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${BAR_HEIGHT + 2 * PAD}`, class: 'spectrum', role: 'img', 'aria-label': `${this.channel.name} harmonic spectrum` });
+    root.append(svg('line', { x1: PAD, y1: BAR_HEIGHT + PAD, x2: WIDTH - PAD, y2: BAR_HEIGHT + PAD, class: 'axis' }));
+    this.barGroup = root.appendChild(svg('g', { class: 'bars' }));
+    for (let h = 1; h <= ORDERS; h += 1) this.bars.push(this.makeBar(h));
+    return root;
+  }
+
+  makeBar(order) {
+    const rect = svg('rect', { class: 'bar', tabindex: '0', 'data-order': String(order), y: BAR_HEIGHT + PAD, height: '0' });
+    const title = rect.appendChild(svg('title'));
+    const tell = () => setText(this.readout, title.textContent);
+    rect.addEventListener('mouseenter', tell);
+    rect.addEventListener('focus', tell);
+    return { rect, title };
+  }
+
+  waveChart() {
+    const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${WAVE_HEIGHT}`, class: 'waveform', role: 'img', 'aria-label': `${this.channel.name} waveform rebuilt from the spectrum` });
+    root.append(svg('line', { x1: 0, y1: WAVE_HEIGHT / 2, x2: WIDTH, y2: WAVE_HEIGHT / 2, class: 'axis' }));
+    this.wave = root.appendChild(svg('polyline', { class: 'wave', points: '' }));
+    return root;
+  }
+
+  show(data, maxOrder, zoom) {
+    const mags = data[`${this.channel.id}_mag`];
+    const phases = data[`${this.channel.id}_phs`];
+    if (!Array.isArray(mags) || !Array.isArray(phases)) return;
+    const spectrum = spectrumOf(mags, phases);
+    this.drawBars(spectrum, maxOrder, zoom);
+    const value = data[this.channel.value];
+    this.drawWave(spectrum, numberOf(Array.isArray(value) ? value[0] : undefined));
+  }
+
+  drawBars(spectrum, maxOrder, zoom) {
+    this.showOrders(maxOrder);
+    const from = zoom ? 2 : 1;
+    let top = 0;
+    for (let h = from; h <= maxOrder; h += 1) top = Math.max(top, spectrum.mag[h] || 0);
+    const step = (WIDTH - 2 * PAD) / maxOrder;
+    for (let h = 1; h <= maxOrder; h += 1) {
+      const { rect, title } = this.bars[h - 1];
+      const mag = spectrum.mag[h];
+      const height = top > 0 && Number.isFinite(mag) ? Math.min(BAR_HEIGHT, (BAR_HEIGHT * mag) / top) : 0;
+      setAttrs(rect, {
+        x: (PAD + (h - 1) * step + step * 0.1).toFixed(3), width: (step * 0.8).toFixed(3),
+        y: (BAR_HEIGHT + PAD - height).toFixed(4), height: height.toFixed(4),
+        'data-magnitude': spectrum.magText[h], 'data-phase': spectrum.phaseText[h],
+        class: zoom && h === 1 && mag > top ? 'bar clipped' : 'bar',
+      });
+      setText(title, `order ${h}: ${spectrum.magText[h]} %, phase ${spectrum.phaseText[h]} Deg`);
+    }
+  }
+
+  // Keeps exactly one bar per order of the chosen range in the chart.
+  showOrders(maxOrder) {
+    if (this.shownOrders === maxOrder) return;
+    while (this.barGroup.firstChild) this.barGroup.firstChild.remove();
+    for (let h = 1; h <= maxOrder; h += 1) this.barGroup.append(this.bars[h - 1].rect);
+    this.shownOrders = maxOrder;
+  }
+
+  drawWave(spectrum, rms) {
+    const samples = waveform(spectrum, rms, WAVE_POINTS);
+    let peak = 0;
+    for (const v of samples) peak = Math.max(peak, Math.abs(v));
+    const y0 = WAVE_HEIGHT / 2;
+    const scale = peak > 0 ? (WAVE_HEIGHT / 2 - PAD) / peak : 0;
+    const points = [];
+    samples.forEach((v, k) => points.push(`${((k * WIDTH) / (WAVE_POINTS - 1)).toFixed(2)},${(y0 - v * scale).toFixed(3)}`));
+    setAttrs(this.wave, { points: points.join(' '), 'data-y0': y0, 'data-scale': scale, 'data-rms': Number.isFinite(rms) ? rms : '' });
+  }
+}
+
+// Orders 0..127 from the reversed published arrays: numbers and texts.
+export function spectrumOf(mags, phases) {
+  const mag = new Float64Array(ORDERS + 1);
+  const phase = new Float64Array(ORDERS + 1);
+  const magText = new Array(ORDERS + 1);
+  const phaseText = new Array(ORDERS + 1);
+  for (let h = 0; h <= ORDERS; h += 1) {
+    magText[h] = String(mags[ORDERS - h] ?? 'n/a');
+    phaseText[h] = String(phases[ORDERS - h] ?? 'n/a');
+    mag[h] = numberOf(mags[ORDERS - h]);
+    phase[h] = numberOf(phases[ORDERS - h]);
+  }
+  return { mag, phase, magText, phaseText };
+}
+
+// One period sampled at n points (t = 2 pi k / (n - 1)), scaled to rms.
+export function waveform(spectrum, rms, n) {
+  const out = new Float64Array(n);
+  let sumSquares = 0;
+  for (let h = 1; h <= ORDERS; h += 1) if (Number.isFinite(spectrum.mag[h])) sumSquares += spectrum.mag[h] ** 2;
+  if (!(sumSquares > 0) || !Number.isFinite(rms)) return out;
+  const k = rms / Math.sqrt(sumSquares / 2);
+  for (let i = 0; i < n; i += 1) {
+    const t = (2 * Math.PI * i) / (n - 1);
+    let sum = 0;
+    for (let h = 1; h <= ORDERS; h += 1) {
+      const m = spectrum.mag[h];
+      if (m > 0 && Number.isFinite(spectrum.phase[h])) sum += m * Math.cos(h * t + (spectrum.phase[h] * Math.PI) / 180);
+    }
+    out[i] = k * sum;
+  }
+  return out;
+}

@@ -1,0 +1,99 @@
+// Small DOM helpers. Every text that comes from a document goes in through
+// textContent (never innerHTML), so labels holding markup or quotes show
+// literally.
+
+const SVG_NS = 'http://www.w3.org/2000/svg';
+
+// Creates an HTML element with attributes and an optional text.
+export function el(tag, attrs = {}, text) {
+  const node = document.createElement(tag);
+  for (const [name, value] of Object.entries(attrs)) node.setAttribute(name, value);
+  if (text !== undefined) node.textContent = text;
+  return node;
+}
+
+// Creates an SVG element with attributes.
+export function svg(tag, attrs = {}) {
+  const node = document.createElementNS(SVG_NS, tag);
+  for (const [name, value] of Object.entries(attrs)) node.setAttribute(name, value);
+  return node;
+}
+
+// Sets a node's text only when it changed (keeps layout work small).
+export function setText(node, text) {
+  if (node.textContent !== text) node.textContent = text;
+}
+
+// Sets attributes of an element, only those that changed.
+export function setAttrs(node, attrs) {
+  for (const [name, value] of Object.entries(attrs)) {
+    const text = String(value);
+    if (node.getAttribute(name) !== text) node.setAttribute(name, text);
+  }
+}
+
+// The text a document value is shown as: strings as published, null as a dash.
+export function shown(value) {
+  if (value === null || value === undefined) return '\u2014';
+  return typeof value === 'string' ? value : JSON.stringify(value);
+}
+
+// A field bound to one value of one document: <span data-doc data-key [data-i]>.
+// The binding list is kept so an update walks it without querying the DOM.
+export class Bindings {
+  constructor(doc) {
+    this.doc = doc;
+    this.fields = [];
+  }
+
+  // Returns a new element showing doc[key] (or doc[key][index]).
+  field(key, index, tag = 'span') {
+    const attrs = { 'data-doc': this.doc, 'data-key': key };
+    if (index !== undefined) attrs['data-i'] = String(index);
+    const node = el(tag, attrs, '\u2014');
+    this.fields.push({ node, key, index });
+    return node;
+  }
+
+  // Shows the values of a freshly parsed document in every bound field.
+  update(data) {
+    for (const { node, key, index } of this.fields) {
+      const value = index === undefined ? data[key] : (Array.isArray(data[key]) ? data[key][index] : undefined);
+      setText(node, shown(value));
+    }
+  }
+}
+
+// A table whose cells are bound fields: rows x columns, cell (r, c) showing
+// doc[key][indexOf(r, c)]; key may be a function of (r, c).
+export function boundTable(bindings, key, rowNames, colNames, indexOf, caption) {
+  const table = el('table', { class: 'grid' });
+  if (caption) table.append(el('caption', {}, caption));
+  const head = el('tr');
+  head.append(el('th'));
+  for (const name of colNames) head.append(el('th', { scope: 'col' }, name));
+  table.appendChild(el('thead')).append(head);
+  const body = table.appendChild(el('tbody'));
+  rowNames.forEach((rowName, r) => {
+    const row = body.appendChild(el('tr'));
+    row.append(el('th', { scope: 'row' }, rowName));
+    colNames.forEach((_, c) => {
+      const index = indexOf(r, c);
+      const cellKey = typeof key === 'function' ? key(r, c) : key;
+      row.append(index === null ? el('td') : wrap('td', bindings.field(cellKey, index)));
+    });
+  });
+  return table;
+}
+
+// Wraps a node into a new element.
+export function wrap(tag, child, attrs = {}) {
+  const node = el(tag, attrs);
+  node.append(child);
+  return node;
+}
+
+// A "name: value" line in a definition list.
+export function pair(list, name, valueNode) {
+  list.append(el('dt', {}, name), wrap('dd', valueNode));
+}

@@ -1,0 +1,76 @@
+// Harmonics panel (thd_data.json): per channel a bar chart of the magnitude
+// of each harmonic order in % of the fundamental (orders 1-63, or 1-127 on
+// request), the phase angle of a bar on hover or keyboard focus, and one
+// period of the channel's waveform rebuilt from its spectrum. The document
+// lists each array from order 127 down to order 0, so order h is element
+// 127 - h.
+
+import { el, boundTable, Bindings } from './dom.js';
+import { panelFrame } from './panel.js';
+import { ChannelChart } from './channelchart.js';
+
+const CHANNELS = [
+  { id: 'va', name: 'Va', value: 'voltA' }, { id: 'vb', name: 'Vb', value: 'voltB' }, { id: 'vc', name: 'Vc', value: 'voltC' },
+  { id: 'ia', name: 'Ia', value: 'currentA' }, { id: 'ib', name: 'Ib', value: 'currentB' }, { id: 'ic', name: 'Ic', value: 'currentC' },
+];
+
+export class HarmonicsPanel {
+  constructor(sources) {
+    this.source = sources.get('thd_data.json');
+    this.bind = new Bindings('thd_data.json');
+    this.maxOrder = 63;
+    this.zoom = false;
+    const { section, body } = panelFrame('harmonics', 'Harmonics', [this.source]);
+    this.section = section;
+    this.build(body);
+    this.source.subscribe((data) => data && this.show(data));
+  }
+
+  build(body) {
+    const top = body.appendChild(el('div', { class: 'controls' }));
+    top.append(el('span', {}, 'Frequency '), this.bind.field('frequency'));
+    top.append(this.rangeChooser(), this.zoomChooser());
+    const tables = body.appendChild(el('div', { class: 'tables' }));
+    tables.append(
+      boundTable(this.bind, (r) => CHANNELS[r].value, ['Va', 'Vb', 'Vc'], ['value', 'THD', 'TDD'], (r, c) => c, 'Voltage distortion'),
+      boundTable(this.bind, (r) => CHANNELS[r + 3].value, ['Ia', 'Ib', 'Ic'], ['value', 'THD', 'TDD', 'K-factor'], (r, c) => c, 'Current distortion'));
+    const grid = body.appendChild(el('div', { class: 'charts' }));
+    this.charts = CHANNELS.map((channel) => {
+      const chart = new ChannelChart(channel);
+      grid.append(chart.node);
+      return chart;
+    });
+  }
+
+  rangeChooser() {
+    const label = el('label', { class: 'chooser' }, 'Orders ');
+    const select = label.appendChild(el('select', { id: 'harmonic-range' }));
+    select.append(el('option', { value: '63' }, '1 to 63'), el('option', { value: '127' }, '1 to 127'));
+    select.addEventListener('change', () => {
+      this.maxOrder = Number(select.value);
+      this.redraw();
+    });
+    return label;
+  }
+
+  zoomChooser() {
+    const label = el('label', { class: 'chooser' });
+    const box = label.appendChild(el('input', { type: 'checkbox', id: 'harmonic-zoom' }));
+    label.append(' scale to the largest harmonic');
+    box.addEventListener('change', () => {
+      this.zoom = box.checked;
+      this.redraw();
+    });
+    return label;
+  }
+
+  redraw() {
+    if (this.source.data) this.show(this.source.data);
+  }
+
+  show(data) {
+    this.bind.update(data);
+    for (const chart of this.charts) chart.show(data, this.maxOrder, this.zoom);
+  }
+}
+
