@@ -10,8 +10,34 @@
 
 #include "livedata/Globals.h"
 #include "livedata/RuntimeLog.h"
+#include "livedata/TextFormatter.h"
 #include "livedata/Timestamp.h"
 #include "platform/common_api.h"
+
+namespace {
+
+// The C library's formatting, for formats TextFormatter does not handle.
+void appendWithVsnprintf(std::string& text, const char* format, va_list args) {
+  char line[512];
+  va_list copy;
+  va_copy(copy, args);
+  int length = vsnprintf(line, sizeof line, format, copy);
+  va_end(copy);
+  if (length < 0) return;
+  if (static_cast<size_t>(length) < sizeof line) {
+    text.append(line, static_cast<size_t>(length));
+    return;
+  }
+  // Rare long line: format straight into the buffer's tail.
+  size_t start = text.size();
+  text.resize(start + static_cast<size_t>(length) + 1);
+  va_copy(copy, args);
+  vsnprintf(&text[start], static_cast<size_t>(length) + 1, format, copy);
+  va_end(copy);
+  text.resize(start + static_cast<size_t>(length));
+}
+
+}  // namespace
 
 DocumentFile::DocumentFile(size_t expectedSize) {
   text_.reserve(expectedSize);
@@ -54,23 +80,10 @@ bool DocumentFile::open(const char* path) {
 }
 
 void DocumentFile::printf(const char* format, ...) {
-  char line[512];
   va_list args;
   va_start(args, format);
-  int length = vsnprintf(line, sizeof line, format, args);
+  if (!TextFormatter::append(text_, format, args)) appendWithVsnprintf(text_, format, args);
   va_end(args);
-  if (length < 0) return;
-  if (static_cast<size_t>(length) < sizeof line) {
-    text_.append(line, static_cast<size_t>(length));
-    return;
-  }
-  // Rare long line: format straight into the buffer's tail.
-  size_t start = text_.size();
-  text_.resize(start + static_cast<size_t>(length) + 1);
-  va_start(args, format);
-  vsnprintf(&text_[start], static_cast<size_t>(length) + 1, format, args);
-  va_end(args);
-  text_.resize(start + static_cast<size_t>(length));
 }
 
 void DocumentFile::append(const char* text) { text_.append(text); }
