@@ -57,6 +57,7 @@ int readEntry(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, Accepts accep
   uint32_t words[dmhost::kValueCapacity / 4];
   int status = EntrySeqLock::read(record, type, words);
   if (status != 0) return status;
+  if (map->broken()) return DM_ERR_MAP;  // the copy touched a page lost to truncation
   return convert(type, words);
 }
 

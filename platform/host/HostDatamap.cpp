@@ -170,6 +170,8 @@ void HostDatamap::close() { impl_->map.close(); }
 
 bool HostDatamap::isOpen() const { return impl_->map.isOpen(); }
 
+bool HostDatamap::broken() const { return impl_->map.isOpen() && impl_->map.broken(); }
+
 bool HostDatamap::lookup(const std::string& key, KeyInfo* info) const {
   std::string ignored;
   uint32_t index = impl_->indexOf(key, &ignored);
