@@ -57,6 +57,7 @@ struct MapHeader {
   uint64_t totalSize;
 };
 static_assert(sizeof(MapHeader) == 64, "header layout");
+static_assert(offsetof(MapHeader, superseded) == 52, "superseded mark position");
 
 struct MapRecord {
   uint32_t seq;       // sequence counter: odd while a writer is inside
