@@ -118,7 +118,9 @@ class MapFaultE2e : public ::testing::Test {
     long long until = mapfault::nowMs() + 1000;
     while (mapfault::nowMs() < until) {
       ASSERT_TRUE(daemon->running()) << daemon->err();
-      if (sim) ASSERT_TRUE(sim->running()) << sim->err();
+      if (sim) {
+        ASSERT_TRUE(sim->running()) << sim->err();
+      }
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   }
