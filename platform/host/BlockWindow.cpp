@@ -37,11 +37,8 @@ bool BlockWindow::show(const MappedMap& map) {
 }
 
 unsigned char* BlockWindow::block(int number) const {
-  if (base_ == nullptr) return nullptr;
-  for (size_t i = 0; i < 4; ++i) {
-    if (kBlockNumbers[i] == number) return base_ + i * kBlockSize;
-  }
-  return nullptr;
+  long offset = blockOffset(number);
+  return base_ == nullptr || offset < 0 ? nullptr : base_ + offset;
 }
 
 }  // namespace dmhost

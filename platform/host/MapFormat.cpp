@@ -46,6 +46,13 @@ uint32_t hashSlotsFor(uint32_t keyCount) {
   return slots;
 }
 
+long blockOffset(int number) {
+  for (size_t i = 0; i < 4; ++i) {
+    if (kBlockNumbers[i] == number) return static_cast<long>(i * kBlockSize);
+  }
+  return -1;
+}
+
 void describeLayout(uint32_t keyCount, MapHeader* header) {
   memset(header, 0, sizeof(*header));
   memcpy(header->magic, kMapMagic, sizeof(kMapMagic));
@@ -134,11 +141,8 @@ uint32_t MapView::find(const char* key) const {
 }
 
 unsigned char* MapView::block(int number) const {
-  if (blocks_ == nullptr) return nullptr;
-  for (size_t i = 0; i < 4; ++i) {
-    if (kBlockNumbers[i] == number) return blocks_ + i * kBlockSize;
-  }
-  return nullptr;
+  long offset = blockOffset(number);
+  return blocks_ == nullptr || offset < 0 ? nullptr : blocks_ + offset;
 }
 
 void MapView::inheritStaleMarks(const MapView& older) const {

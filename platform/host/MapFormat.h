@@ -76,6 +76,9 @@ uint32_t storageSize(uint32_t type);
 uint32_t keyHash(const char* key, size_t length);
 // Number of hash slots for keyCount keys (a power of two, load <= 1/2).
 uint32_t hashSlotsFor(uint32_t keyCount);
+// Offset of data block number (1, 2, 18, 19) from the start of the first
+// block, or -1 when there is no such block.
+long blockOffset(int number);
 // Fills a header with the layout implied by keyCount.
 void describeLayout(uint32_t keyCount, MapHeader* header);
 

@@ -30,24 +30,9 @@ const char kCatalog[] =
     "reading.time.ltc ts8 2024-03-05 06:07:08\n"
     "dev.short string16 short\n";
 
-class MapCorruptionTest : public ::testing::Test {
+class MapCorruptionTest : public mapfault::OpenMapTest {
  protected:
-  void SetUp() override {
-    path_ = dir_.file("datamap");
-    std::string error;
-    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, kCatalog, "catalog", &error))
-        << error;
-    setenv("DATAMAP_FILE", path_.c_str(), 1);
-    ASSERT_EQ(0, dm_open_map(&dm_));
-  }
-  void TearDown() override {
-    dm_close_map(&dm_);
-    unsetenv("DATAMAP_FILE");
-  }
-
-  testsupport::TempDir dir_;
-  std::string path_;
-  DM_SYS_DATA_BLOK_USER dm_ = {nullptr};
+  std::string catalog() const override { return kCatalog; }
 };
 
 TEST_F(MapCorruptionTest, HugeStoredSizeOfAStringRecordCopiesOnlyTheDeclaredSize) {

@@ -7,9 +7,27 @@
 #include <chrono>
 #include <stdexcept>
 
+#include "platform/host/HostDatamap.h"
 #include "platform/host/MapFormat.h"
 
 namespace mapfault {
+
+void OpenMapTest::SetUp() {
+  path_ = dir_.file("datamap");
+  ASSERT_NO_FATAL_FAILURE(create(catalog()));
+  setenv("DATAMAP_FILE", path_.c_str(), 1);
+  ASSERT_EQ(0, dm_open_map(&dm_));
+}
+
+void OpenMapTest::TearDown() {
+  dm_close_map(&dm_);
+  unsetenv("DATAMAP_FILE");
+}
+
+void OpenMapTest::create(const std::string& text) {
+  std::string error;
+  ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, text, "catalog", &error)) << error;
+}
 
 void poke(const std::string& path, size_t offset, const void* data, size_t length) {
   int fd = open(path.c_str(), O_WRONLY | O_CLOEXEC);

@@ -8,7 +8,27 @@
 
 #include <string>
 
+#include <gtest/gtest.h>
+
+#include "platform/datamap.h"
+#include "tests/support/TempDir.h"
+
 namespace mapfault {
+
+// A map made from catalog() in a temporary directory, DATAMAP_FILE pointing at
+// it and the handle dm_ open on it for the test.
+class OpenMapTest : public ::testing::Test {
+ protected:
+  virtual std::string catalog() const = 0;
+  void SetUp() override;
+  void TearDown() override;
+  // Replaces the map at path_ as `dmtool create` does.
+  void create(const std::string& text);
+
+  testsupport::TempDir dir_;
+  std::string path_;
+  DM_SYS_DATA_BLOK_USER dm_ = {nullptr};
+};
 
 // Writes length bytes at offset of the file (as another process would, so
 // every mapping of the file sees them at once).

@@ -22,33 +22,14 @@
 
 namespace {
 
-class MapReplaceTest : public ::testing::Test {
+class MapReplaceTest : public mapfault::OpenMapTest {
  protected:
-  void SetUp() override {
-    path_ = dir_.file("datamap");
-    create("a flt64 1\nb flt64 2\nc string16 three\n");
-    setenv("DATAMAP_FILE", path_.c_str(), 1);
-    ASSERT_EQ(0, dm_open_map(&dm_));
-  }
-  void TearDown() override {
-    dm_close_map(&dm_);
-    unsetenv("DATAMAP_FILE");
-  }
-
-  void create(const std::string& catalog) {
-    std::string error;
-    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, catalog, "catalog", &error))
-        << error;
-  }
+  std::string catalog() const override { return "a flt64 1\nb flt64 2\nc string16 three\n"; }
   double readDouble(unsigned index, int* status) {
     double value = -1;
     *status = dm_read_flt64(&dm_, index, &value, 0, nullptr);
     return value;
   }
-
-  testsupport::TempDir dir_;
-  std::string path_;
-  DM_SYS_DATA_BLOK_USER dm_ = {nullptr};
 };
 
 TEST_F(MapReplaceTest, ReplacementMarksTheOldFileSupersededAndReadsFollowAtOnce) {

@@ -14,34 +14,19 @@
 
 #include "platform/datamap.h"
 #include "platform/host/HostDatamap.h"
+#include "tests/faults/map_fault_helpers.h"
 #include "tests/support/TempDir.h"
 
 namespace {
 
-class MapTruncateTest : public ::testing::Test {
+class MapTruncateTest : public mapfault::OpenMapTest {
  protected:
-  void SetUp() override {
-    path_ = dir_.file("datamap");
+  std::string catalog() const override {
     // Enough keys that the last records lie beyond the first page.
-    std::string catalog = "a flt64 1\nb string64 text\n";
-    for (int i = 0; i < 40; ++i) catalog += "k" + std::to_string(i) + " flt64 7\n";
-    create(catalog);
-    setenv("DATAMAP_FILE", path_.c_str(), 1);
-    ASSERT_EQ(0, dm_open_map(&dm_));
+    std::string text = "a flt64 1\nb string64 text\n";
+    for (int i = 0; i < 40; ++i) text += "k" + std::to_string(i) + " flt64 7\n";
+    return text;
   }
-  void TearDown() override {
-    dm_close_map(&dm_);
-    unsetenv("DATAMAP_FILE");
-  }
-  void create(const std::string& catalog) {
-    std::string error;
-    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, catalog, "catalog", &error))
-        << error;
-  }
-
-  testsupport::TempDir dir_;
-  std::string path_;
-  DM_SYS_DATA_BLOK_USER dm_ = {nullptr};
 };
 
 TEST_F(MapTruncateTest, ReadsOfATruncatedMapGiveMinusOneThenFollowTheReplacement) {
