@@ -5,6 +5,7 @@
 #include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -76,6 +77,32 @@ int openPrevious(const std::string& path) {
   return fd;
 }
 
+bool isAtPath(int fd, const std::string& path) {
+  struct stat held;
+  struct stat current;
+  return fstat(fd, &held) == 0 && stat(path.c_str(), &current) == 0 &&
+         held.st_dev == current.st_dev && held.st_ino == current.st_ino;
+}
+
+// The map now at path, opened and locked (flock) so that two writers replacing
+// it at once each mark the file they really replaced. Waits at most about 2 s
+// for another writer; then goes on without the lock. -1 when there is no map.
+int lockPrevious(const std::string& path) {
+  for (int attempt = 0; attempt < 2000; ++attempt) {
+    int fd = openPrevious(path);
+    if (fd < 0) return -1;
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+      if (attempt == 1999) return fd;
+      ::close(fd);
+      usleep(1000);
+      continue;
+    }
+    if (isAtPath(fd, path)) return fd;
+    ::close(fd);  // replaced while we waited: lock the newer one
+  }
+  return -1;
+}
+
 // Tells readers of the replaced file to follow the path. Only the low-order
 // byte of the word changes, so no reader can see a torn value.
 void markSuperseded(int fd) {
@@ -102,7 +129,7 @@ bool installImage(const std::string& path, const std::string& image, uint64_t to
             writeAll(fd, image) && fsync(fd) == 0;
   int savedErrno = errno;
   ok = close(fd) == 0 && ok;
-  int previous = ok ? openPrevious(path) : -1;
+  int previous = ok ? lockPrevious(path) : -1;
   if (ok && rename(temp.c_str(), path.c_str()) != 0) {
     savedErrno = errno;
     ok = false;

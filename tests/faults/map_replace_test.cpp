@@ -133,3 +133,33 @@ TEST_F(MapReplaceTest, ThreadsReadThroughOneHandleWhileTheMapIsReplaced) {
 }
 
 }  // namespace
+
+namespace {
+
+TEST_F(MapReplaceTest, TwoWritersReplacingAtOnceLeaveReadersOnTheLastMap) {
+  std::vector<std::thread> writers;
+  for (int w = 0; w < 2; ++w) {
+    writers.emplace_back([this, w] {
+      for (int i = 0; i < 15; ++i) {
+        std::string error;
+        dmhost::HostDatamap::createFromCatalogText(
+            path_, "a flt64 " + std::to_string(100 * (w + 1) + i) + "\n", "catalog", &error);
+        int status = 0;
+        readDouble(0, &status);  // follow now and then, between replacements
+      }
+    });
+  }
+  for (std::thread& writer : writers) writer.join();
+  dmhost::HostDatamap latest;
+  std::string error;
+  ASSERT_TRUE(latest.open(path_, &error)) << error;
+  std::string text;
+  ASSERT_TRUE(latest.getText("a", &text, &error)) << error;
+  const double expected = atof(text.c_str());
+  int status = 0;
+  EXPECT_TRUE(testsupport::waitFor([&] { return readDouble(0, &status) == expected; },
+                                   std::chrono::seconds(10)))
+      << "expected " << expected;
+}
+
+}  // namespace
