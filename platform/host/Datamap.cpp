@@ -48,9 +48,10 @@ int readEntry(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, Accepts accep
   const MappedMap* map = mapOf(dm);
   if (map == nullptr) return DM_ERR_MAP;
   const dmhost::MapView& view = map->view();
-  if (!view.usable(index)) return DM_ERR_INDEX;
+  int usableType = view.usableType(index);
+  if (usableType < 0) return DM_ERR_INDEX;
   const MapRecord& record = *view.record(index);
-  uint32_t type = view.type(index);
+  uint32_t type = static_cast<uint32_t>(usableType);
   int injected = EntrySeqLock::failCode(record);
   if (injected < 0) return injected;  // a damaged positive code is no injection
   if (!accepts(type)) return DM_ERR_TYPE;

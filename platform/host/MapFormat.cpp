@@ -111,17 +111,19 @@ bool MapView::attach(unsigned char* base, size_t size) {
 // time, so the copies are taken once and used from then on.
 void MapView::copyEntries() {
   entries_.reset(new std::atomic<uint16_t>[keyCount_ == 0 ? 1 : keyCount_]);
-  keys_.resize(keyCount_);
+  keyStart_.assign(1, 0);
+  keyStart_.reserve(keyCount_ + 1);
   for (uint32_t i = 0; i < keyCount_; ++i) {
     uint32_t type = records_[i].type;
     entries_[i].store(static_cast<uint16_t>(type & kTypeMask), std::memory_order_relaxed);
-    keys_[i].assign(records_[i].key, strnlen(records_[i].key, kKeyCapacity - 1));
+    keyText_.append(records_[i].key, strnlen(records_[i].key, kKeyCapacity - 1));
+    keyStart_.push_back(static_cast<uint32_t>(keyText_.size()));
   }
 }
 
-const std::string& MapView::key(uint32_t index) const {
-  static const std::string kNone;
-  return index < keyCount_ ? keys_[index] : kNone;
+std::string MapView::key(uint32_t index) const {
+  if (index >= keyCount_) return std::string();
+  return keyText_.substr(keyStart_[index], keyStart_[index + 1] - keyStart_[index]);
 }
 
 uint32_t MapView::find(const char* key) const {
@@ -134,8 +136,10 @@ uint32_t MapView::find(const char* key) const {
     uint32_t entry = __atomic_load_n(&hash_[slot], __ATOMIC_RELAXED);
     if (entry == 0) return DM_INDEX_NONE;
     if (entry > keyCount_) continue;  // damaged entry: ignore it
-    const std::string& candidate = keys_[entry - 1];
-    if (candidate.size() == length && memcmp(candidate.data(), key, length) == 0) return entry - 1;
+    uint32_t start = keyStart_[entry - 1];
+    if (keyStart_[entry] - start == length && memcmp(&keyText_[start], key, length) == 0) {
+      return entry - 1;
+    }
   }
   return DM_INDEX_NONE;
 }
@@ -148,7 +152,7 @@ unsigned char* MapView::block(int number) const {
 void MapView::inheritStaleMarks(const MapView& older) const {
   uint32_t common = keyCount_ < older.keyCount_ ? keyCount_ : older.keyCount_;
   for (uint32_t i = 0; i < common; ++i) {
-    if (!older.usable(i) || keys_[i] != older.keys_[i]) {
+    if (!older.usable(i) || key(i) != older.key(i)) {
       entries_[i].fetch_or(kStale, std::memory_order_relaxed);
     }
   }

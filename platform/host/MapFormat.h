@@ -104,11 +104,15 @@ class MapView {
     return index < keyCount_ ? entries_[index].load(std::memory_order_relaxed) & kTypeMask : 0;
   }
   // True when index names a key and has not been marked stale.
-  bool usable(uint32_t index) const {
-    return index < keyCount_ && (entries_[index].load(std::memory_order_relaxed) & kStale) == 0;
+  bool usable(uint32_t index) const { return usableType(index) >= 0; }
+  // The type code as type() when usable(index), else -1 (one load).
+  int usableType(uint32_t index) const {
+    if (index >= keyCount_) return -1;
+    uint16_t entry = entries_[index].load(std::memory_order_relaxed);
+    return (entry & kStale) != 0 ? -1 : static_cast<int>(entry & kTypeMask);
   }
   // Key text at index as validated at attach; empty when none.
-  const std::string& key(uint32_t index) const;
+  std::string key(uint32_t index) const;
   // Index of key, or DM_INDEX_NONE. Hash entries are checked before use.
   uint32_t find(const char* key) const;
   // Start of data block number (1, 2, 18, 19), or null.
@@ -142,7 +146,9 @@ class MapView {
   uint32_t hashSlots_ = 0;
   uint32_t blocksOffset_ = 0;
   std::unique_ptr<std::atomic<uint16_t>[]> entries_;  // type | kStale
-  std::vector<std::string> keys_;
+  // Key texts back to back: key i is keyText_[keyStart_[i], keyStart_[i + 1]).
+  std::string keyText_;
+  std::vector<uint32_t> keyStart_;
 };
 
 }  // namespace dmhost
