@@ -7,11 +7,11 @@ namespace dmhost {
 
 namespace {
 
-// A coarse clock is enough for pacing and costs no system call.
-long long coarseNowNs() {
+// A coarse clock is enough for pacing and costs no system call. Wraps.
+uint32_t coarseNowMs() {
   struct timespec now;
   clock_gettime(CLOCK_MONOTONIC_COARSE, &now);
-  return static_cast<long long>(now.tv_sec) * 1000000000LL + now.tv_nsec;
+  return static_cast<uint32_t>(now.tv_sec) * 1000u + static_cast<uint32_t>(now.tv_nsec / 1000000);
 }
 
 }  // namespace
@@ -22,6 +22,7 @@ bool MapHandle::open(const std::string& path, std::string* error) {
   std::unique_ptr<MappedMap> map(new MappedMap);
   if (!map->open(path, MappedMap::kReadWriteOrPrivate, error)) return false;
   path_ = path;
+  lastAttemptMs_.store(coarseNowMs() - kRetryMs, std::memory_order_relaxed);
   window_.show(*map);
   current_.store(map.release(), std::memory_order_release);
   return true;
@@ -33,18 +34,18 @@ unsigned char* MapHandle::block(int number) {
 }
 
 const MappedMap* MapHandle::follow(MappedMap* seen) {
-  long long now = coarseNowNs();
-  if (now < nextAttempt_.load(std::memory_order_relaxed)) return seen;
+  uint32_t nowMs = coarseNowMs();
+  if (nowMs - lastAttemptMs_.load(std::memory_order_relaxed) < kRetryMs) return seen;
   std::unique_lock<std::mutex> lock(mutex_, std::try_to_lock);
   if (!lock.owns_lock()) return seen;  // another thread is following right now
   MappedMap* latest = current_.load(std::memory_order_acquire);
   if (latest != seen && !latest->outdated()) return latest;
-  nextAttempt_.store(now + kRetryNs, std::memory_order_relaxed);
+  lastAttemptMs_.store(nowMs, std::memory_order_relaxed);
   std::unique_ptr<MappedMap> fresh = openReplacement(*latest);
-  if (!fresh || !makeRoom(now)) return latest;
+  if (!fresh || !makeRoom(nowMs)) return latest;
   fresh->view().inheritStaleMarks(latest->view());
   if (window_.isOpen()) window_.show(*fresh);
-  retired_.push_back(Retired{std::unique_ptr<MappedMap>(latest), now});
+  retired_.push_back(Retired{std::unique_ptr<MappedMap>(latest), nowMs});
   MappedMap* next = fresh.release();
   current_.store(next, std::memory_order_release);
   return next;
@@ -62,9 +63,9 @@ std::unique_ptr<MappedMap> MapHandle::openReplacement(const MappedMap& latest) {
   return fresh;
 }
 
-bool MapHandle::makeRoom(long long now) {
+bool MapHandle::makeRoom(uint32_t nowMs) {
   if (retired_.size() < kMaxRetired) return true;
-  if (now - retired_.front().since < kRetireGraceNs) return false;
+  if (nowMs - retired_.front().sinceMs < kRetireGraceMs) return false;
   retired_.erase(retired_.begin());
   return true;
 }

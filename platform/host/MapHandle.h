@@ -3,12 +3,12 @@
 //
 // A writer that replaces the map file marks the old file superseded. When the
 // current map is superseded (or was found truncated), the next access opens the
-// file at the same path again (at most once per kRetryNs), carries the stale
+// file at the same path again (at most once per kRetryMs), carries the stale
 // marks over (MapView::inheritStaleMarks: an index keeps working only when the
 // new map has the same key at that index) and switches with one atomic store.
 // The map switched away from is retired, not unmapped, because another thread
 // may still be reading it: a retired map is released only when more than
-// kMaxRetired are kept and it was retired at least kRetireGraceNs ago (a read
+// kMaxRetired are kept and it was retired at least kRetireGraceMs ago (a read
 // holds a map for at most the seqlock's 10 ms patience); until then following
 // waits. The rest go at close. Data blocks are handed out from a BlockWindow.
 //
@@ -16,6 +16,8 @@
 // at once; open() and the destructor must not race with any use.
 #ifndef PLATFORM_HOST_MAPHANDLE_H_
 #define PLATFORM_HOST_MAPHANDLE_H_
+
+#include <stdint.h>
 
 #include <atomic>
 #include <memory>
@@ -30,9 +32,9 @@ namespace dmhost {
 
 class MapHandle {
  public:
-  static constexpr long long kRetryNs = 100LL * 1000 * 1000;
+  static constexpr uint32_t kRetryMs = 100;
   static constexpr size_t kMaxRetired = 16;
-  static constexpr long long kRetireGraceNs = 2LL * 1000 * 1000 * 1000;
+  static constexpr uint32_t kRetireGraceMs = 2000;
 
   MapHandle() = default;
   ~MapHandle();
@@ -56,16 +58,18 @@ class MapHandle {
  private:
   struct Retired {
     std::unique_ptr<MappedMap> map;
-    long long since;
+    uint32_t sinceMs;
   };
 
   const MappedMap* follow(MappedMap* seen);
   std::unique_ptr<MappedMap> openReplacement(const MappedMap& latest);
-  bool makeRoom(long long now);
+  bool makeRoom(uint32_t nowMs);
 
   std::string path_;
   std::atomic<MappedMap*> current_{nullptr};
-  std::atomic<long long> nextAttempt_{0};
+  // Coarse milliseconds (wrapping) of the last following attempt; a 32-bit
+  // word because 32-bit targets have no lock-free 64-bit atomics.
+  std::atomic<uint32_t> lastAttemptMs_{0};
   std::mutex mutex_;                 // serialises following
   std::vector<Retired> retired_;     // guarded by mutex_
   BlockWindow window_;
