@@ -1,4 +1,5 @@
-// End to end with the installed programs: a running daemon follows a map
+// End to end with the installed programs: a running daemon reports an injected
+// read failure and reads values again once it is cleared, follows a map
 // replaced by `dmtool create` or by a restarted meter-sim, survives a map file
 // truncated under it (and so does meter-sim), stays alive while meter-sim is
 // killed mid-write again and again and while random bytes of the live map are
@@ -145,6 +146,23 @@ TEST_F(MapFaultE2e, DaemonReadsTheMapMadeByDmtoolCreateWithinAPeriod) {
     EXPECT_TRUE(pollingShows(name, std::chrono::seconds(3))) << daemon->err();
   }
   EXPECT_TRUE(daemon->running());
+}
+
+TEST_F(MapFaultE2e, InjectedReadFailureGivesErrorLinesThenValuesAgain) {
+  ASSERT_NO_FATAL_FAILURE(createMap());
+  ASSERT_NO_FATAL_FAILURE(setDesignation("Before"));
+  ASSERT_NO_FATAL_FAILURE(startDaemon());
+  ASSERT_TRUE(pollingShows("Before", std::chrono::seconds(30))) << daemon->err();
+  ASSERT_EQ(0, dmtool({"fail", "dev.designation", "-5"}).exitCode);
+  ASSERT_NO_FATAL_FAILURE(setDesignation("After"));
+  const std::string line = "dm_read_STRING error on \"dev.designation\" with error code= -5\n";
+  EXPECT_TRUE(waitFor([&] { return daemon->err().find(line) != std::string::npos; },
+                      std::chrono::seconds(5)))
+      << daemon->err();
+  // While the key fails the document keeps the last value read.
+  EXPECT_FALSE(pollingShows("After", std::chrono::milliseconds(600)));
+  ASSERT_EQ(0, dmtool({"fail", "dev.designation", "0"}).exitCode);
+  EXPECT_TRUE(pollingShows("After", std::chrono::seconds(3))) << daemon->err();
 }
 
 TEST_F(MapFaultE2e, DaemonFollowsARestartedSimulator) {
