@@ -1,7 +1,10 @@
 // Host implementation of the datamap library calls (platform/datamap.h) over
-// the shared map file. Reads check, in order: handle open (-1), index (-3),
-// injected failure code, type conversion (-4), then copy the value under the
-// entry's sequence lock (-6 when a writer stays inside too long).
+// the shared map file. Reads check, in order: handle open and map intact (-1),
+// index (-3, also for an index whose key moved in a replacement map), injected
+// failure code, type conversion (-4), then copy the value under the entry's
+// sequence lock (-6 when a writer stays inside too long). The type and size of
+// an entry are the handle's private copies taken at open (MapView), so a
+// damaged record can give a wrong value but never a wrong-sized copy.
 //
 // Thread-safety: any number of threads may use one open handle at once.
 #include <string.h>
@@ -11,22 +14,32 @@
 #include "platform/datamap.h"
 #include "platform/host/EntrySeqLock.h"
 #include "platform/host/HostDatamap.h"
+#include "platform/host/MapHandle.h"
 #include "platform/host/MappedMap.h"
 #include "platform/host/NumericValue.h"
 
 using dmhost::EntrySeqLock;
+using dmhost::MapHandle;
 using dmhost::MappedMap;
 using dmhost::MapRecord;
 using dmhost::NumericValue;
 
 namespace {
 
-const MappedMap* mapOf(const DM_SYS_DATA_BLOK_USER* dm) {
+MapHandle* handleOf(const DM_SYS_DATA_BLOK_USER* dm) {
   if (dm == nullptr || dm->impl == nullptr) return nullptr;
-  return static_cast<const MappedMap*>(dm->impl);
+  return static_cast<MapHandle*>(dm->impl);
 }
 
-// Runs the common checks and hands the record and a consistent copy of its
+// The handle's current map, or null when the handle is closed or its map broken.
+const MappedMap* mapOf(const DM_SYS_DATA_BLOK_USER* dm) {
+  MapHandle* handle = handleOf(dm);
+  if (handle == nullptr) return nullptr;
+  const MappedMap* map = handle->current();
+  return map->broken() ? nullptr : map;
+}
+
+// Runs the common checks and hands the key's type and a consistent copy of its
 // value to convert(type, storage), which writes the result and returns 0, or
 // returns DM_ERR_TYPE without writing. accepts(type) is checked before copying.
 template <typename Accepts, typename Convert>
@@ -34,24 +47,28 @@ int readEntry(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, Accepts accep
               Convert convert) {
   const MappedMap* map = mapOf(dm);
   if (map == nullptr) return DM_ERR_MAP;
-  const MapRecord* record = map->view().record(index);
-  if (record == nullptr) return DM_ERR_INDEX;
-  int injected = EntrySeqLock::failCode(*record);
-  if (injected != 0) return injected;
-  if (!accepts(record->type)) return DM_ERR_TYPE;
+  const dmhost::MapView& view = map->view();
+  int usableType = view.usableType(index);
+  if (usableType < 0) return DM_ERR_INDEX;
+  const MapRecord& record = *view.record(index);
+  uint32_t type = static_cast<uint32_t>(usableType);
+  int injected = EntrySeqLock::failCode(record);
+  if (injected < 0) return injected;  // a damaged positive code is no injection
+  if (!accepts(type)) return DM_ERR_TYPE;
   uint32_t words[dmhost::kValueCapacity / 4];
-  int status = EntrySeqLock::read(*record, words);
+  int status = EntrySeqLock::read(record, type, words);
   if (status != 0) return status;
-  return convert(*record, words);
+  if (map->broken()) return DM_ERR_MAP;  // the copy touched a page lost to truncation
+  return convert(type, words);
 }
 
 template <typename T>
 int readNumber(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, T* value) {
   return readEntry(
       dm, index, NumericValue::isNumericType,
-      [value](const MapRecord& record, const uint32_t* storage) {
+      [value](uint32_t type, const uint32_t* storage) {
         NumericValue number = NumericValue::fromUnsigned(0);
-        if (!NumericValue::decode(record.type, storage, &number)) return int{DM_ERR_TYPE};
+        if (!NumericValue::decode(type, storage, &number)) return int{DM_ERR_TYPE};
         if (value != nullptr) *value = number.template as<T>();
         return 0;
       });
@@ -66,9 +83,9 @@ bool isTimestampType(uint32_t type) { return type == DM_TYPE_TS8 || type == DM_T
 // Copies a timestamp key's value into out (length bytes), zero-extended.
 int readTimestamp(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, void* out, size_t length) {
   return readEntry(dm, index, isTimestampType,
-                   [out, length](const MapRecord& record, const uint32_t* storage) {
+                   [out, length](uint32_t type, const uint32_t* storage) {
                      unsigned char bytes[12] = {};
-                     memcpy(bytes, storage, record.size < sizeof(bytes) ? record.size : 12);
+                     memcpy(bytes, storage, dmhost::storageSize(type));
                      if (out != nullptr) memcpy(out, bytes, length);
                      return 0;
                    });
@@ -76,10 +93,10 @@ int readTimestamp(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, void* out
 
 int mapBlock(DM_SYS_DATA_BLOK_USER* dm, int number, bool user, unsigned int* size, void** block,
              unsigned int* flags) {
-  const MappedMap* map = mapOf(dm);
-  if (map == nullptr) return DM_ERR_MAP;
+  MapHandle* handle = handleOf(dm);
+  if (handle == nullptr) return DM_ERR_MAP;
   bool allowed = user ? (number == 18 || number == 19) : (number == 1 || number == 2);
-  unsigned char* start = allowed ? map->view().block(number) : nullptr;
+  unsigned char* start = allowed ? handle->block(number) : nullptr;
   if (start == nullptr) return DM_ERR_NO_BLOCK;
   if (size != nullptr) *size = static_cast<unsigned int>(dmhost::kBlockSize);
   if (block != nullptr) *block = start;
@@ -94,19 +111,19 @@ extern "C" {
 int dm_open_map(DM_SYS_DATA_BLOK_USER* dm) {
   if (dm == nullptr) return DM_ERR_MAP;
   dm_close_map(dm);
-  MappedMap* map = new MappedMap();
+  MapHandle* handle = new MapHandle();
   std::string error;
-  if (!map->open(dmhost::mapPath(), MappedMap::kReadWriteOrPrivate, &error)) {
-    delete map;
+  if (!handle->open(dmhost::mapPath(), &error)) {
+    delete handle;
     return DM_ERR_MAP;
   }
-  dm->impl = map;
+  dm->impl = handle;
   return 0;
 }
 
 int dm_close_map(DM_SYS_DATA_BLOK_USER* dm) {
   if (dm == nullptr || dm->impl == nullptr) return DM_ERR_MAP;
-  delete static_cast<MappedMap*>(dm->impl);
+  delete static_cast<MapHandle*>(dm->impl);
   dm->impl = nullptr;
   return 0;
 }
@@ -115,12 +132,13 @@ int dm_get_info(DM_SYS_DATA_BLOK_USER* dm, const char* key, unsigned int* index,
                 unsigned int* size, unsigned int* type) {
   const MappedMap* map = mapOf(dm);
   if (map == nullptr) return DM_ERR_MAP;
-  uint32_t found = map->view().find(key);
-  const MapRecord* record = map->view().record(found);
-  if (record == nullptr) return DM_ERR_NO_KEY;
+  const dmhost::MapView& view = map->view();
+  uint32_t found = view.find(key);
+  if (found >= view.keyCount()) return DM_ERR_NO_KEY;
+  view.markCurrent(found);
   if (index != nullptr) *index = found;
-  if (size != nullptr) *size = record->size;
-  if (type != nullptr) *type = record->type;
+  if (size != nullptr) *size = dmhost::storageSize(view.type(found));
+  if (type != nullptr) *type = view.type(found);
   return 0;
 }
 
@@ -188,8 +206,11 @@ int dm_read_boolean(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, bool* value,
 int dm_read_STRING(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, char* value,
                    unsigned long long, unsigned int*) {
   return readEntry(dm, index, isStringType,
-                   [value](const MapRecord& record, const uint32_t* storage) {
-                     if (value != nullptr) memcpy(value, storage, record.size);
+                   [value](uint32_t type, const uint32_t* storage) {
+                     if (value == nullptr) return 0;
+                     size_t size = dmhost::storageSize(type);
+                     memcpy(value, storage, size);
+                     value[size - 1] = '\0';  // a damaged map may lack the terminator
                      return 0;
                    });
 }

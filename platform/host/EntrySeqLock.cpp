@@ -19,9 +19,9 @@ long long nowNs() {
       .count();
 }
 
-size_t wordCount(const MapRecord& record) {
-  size_t size = record.size <= kValueCapacity ? record.size : kValueCapacity;
-  return (size + 3) / 4;
+size_t wordCount(uint32_t type) {
+  size_t size = storageSize(type);
+  return (size <= kValueCapacity ? size + 3 : kValueCapacity) / 4;
 }
 
 // Spins first, then yields the processor, so a preempted writer can finish.
@@ -31,8 +31,8 @@ void pause(int round) {
 
 }  // namespace
 
-int EntrySeqLock::read(const MapRecord& record, uint32_t* out) {
-  const size_t words = wordCount(record);
+int EntrySeqLock::read(const MapRecord& record, uint32_t type, uint32_t* out) {
+  const size_t words = wordCount(type);
   long long deadline = 0;
   for (int round = 0;; ++round) {
     uint32_t before = __atomic_load_n(&record.seq, __ATOMIC_ACQUIRE);

@@ -28,9 +28,10 @@ class EntrySeqLock {
   static constexpr long kReadPatienceNs = 10 * 1000 * 1000;     // 10 ms
   static constexpr long kTakeoverAfterNs = 100 * 1000 * 1000;   // 100 ms
 
-  // Copies the record's value words into out (kValueCapacity bytes).
+  // Copies the value words of a record of the given type into out
+  // (kValueCapacity bytes; words beyond the type's storage size are zero).
   // Returns 0, or DM_ERR_BUSY when no consistent copy could be made in time.
-  static int read(const MapRecord& record, uint32_t* out);
+  static int read(const MapRecord& record, uint32_t type, uint32_t* out);
   // Stores size bytes of data as the record's value; the rest of the value
   // storage is zeroed.
   static void write(MapRecord& record, const void* data, size_t size);

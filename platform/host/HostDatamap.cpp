@@ -2,16 +2,16 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <stddef.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/file.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include <fstream>
-#include <sstream>
-
 #include "platform/host/CatalogParser.h"
 #include "platform/host/EntrySeqLock.h"
+#include "platform/host/InputFile.h"
 #include "platform/host/MappedMap.h"
 #include "platform/host/NumericValue.h"
 #include "platform/host/ValueText.h"
@@ -61,8 +61,62 @@ bool writeAll(int fd, const std::string& data) {
   return true;
 }
 
+// The map file now at path, opened to be marked superseded once replaced; -1
+// when there is none (or it is no map). The file is never truncated.
+int openPrevious(const std::string& path) {
+  int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+  if (fd < 0) return -1;
+  struct stat st;
+  MapHeader header;
+  if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) ||
+      pread(fd, &header, sizeof(header), 0) != static_cast<ssize_t>(sizeof(header)) ||
+      memcmp(header.magic, kMapMagic, sizeof(kMapMagic)) != 0) {
+    ::close(fd);
+    return -1;
+  }
+  return fd;
+}
+
+bool isAtPath(int fd, const std::string& path) {
+  struct stat held;
+  struct stat current;
+  return fstat(fd, &held) == 0 && stat(path.c_str(), &current) == 0 &&
+         held.st_dev == current.st_dev && held.st_ino == current.st_ino;
+}
+
+// The map now at path, opened and locked (flock) so that two writers replacing
+// it at once each mark the file they really replaced. Waits at most about 2 s
+// for another writer; then goes on without the lock. -1 when there is no map.
+int lockPrevious(const std::string& path) {
+  for (int attempt = 0; attempt < 2000; ++attempt) {
+    int fd = openPrevious(path);
+    if (fd < 0) return -1;
+    if (flock(fd, LOCK_EX | LOCK_NB) != 0) {
+      if (attempt == 1999) return fd;
+      ::close(fd);
+      usleep(1000);
+      continue;
+    }
+    if (isAtPath(fd, path)) return fd;
+    ::close(fd);  // replaced while we waited: lock the newer one
+  }
+  return -1;
+}
+
+// Tells readers of the replaced file to follow the path. Only the low-order
+// byte of the word changes, so no reader can see a torn value.
+void markSuperseded(int fd) {
+  if (fd < 0) return;
+  uint32_t mark = 1;
+  if (pwrite(fd, &mark, sizeof(mark), offsetof(MapHeader, superseded)) < 0) {
+    // Readers then keep the old map; nothing else is lost.
+  }
+  ::close(fd);
+}
+
 // Writes the image to a temporary file beside path and renames it into place,
-// so readers see either the old map or the complete new one.
+// so readers see either the old map or the complete new one; then marks the old
+// file superseded so that running readers follow.
 bool installImage(const std::string& path, const std::string& image, uint64_t totalSize,
                   std::string* error) {
   std::string temp = path + ".tmpXXXXXX";
@@ -75,15 +129,19 @@ bool installImage(const std::string& path, const std::string& image, uint64_t to
             writeAll(fd, image) && fsync(fd) == 0;
   int savedErrno = errno;
   ok = close(fd) == 0 && ok;
+  int previous = ok ? lockPrevious(path) : -1;
   if (ok && rename(temp.c_str(), path.c_str()) != 0) {
     savedErrno = errno;
     ok = false;
   }
   if (!ok) {
+    if (previous >= 0) ::close(previous);
     unlink(temp.c_str());
     *error = "cannot write " + path + ": " + strerror(savedErrno);
+    return false;
   }
-  return ok;
+  markSuperseded(previous);
+  return true;
 }
 
 }  // namespace
@@ -93,14 +151,19 @@ std::string mapPath() {
   return path != nullptr && path[0] != '\0' ? path : "/dev/shm/datamap";
 }
 
+// Records are reached by index and typed by the private copies of the view,
+// never by the type and size words of the shared record.
 struct HostDatamap::Impl {
   MappedMap map;
 
   MapRecord* record(uint32_t index) const { return map.view().record(index); }
-  MapRecord* recordOf(const std::string& key, std::string* error) const {
-    MapRecord* found = map.isOpen() ? record(map.view().find(key.c_str())) : nullptr;
-    if (found == nullptr) {
+  uint32_t type(uint32_t index) const { return map.view().type(index); }
+  // Index of key, or DM_INDEX_NONE with *error set.
+  uint32_t indexOf(const std::string& key, std::string* error) const {
+    uint32_t found = map.isOpen() ? map.view().find(key.c_str()) : DM_INDEX_NONE;
+    if (record(found) == nullptr) {
       *error = map.isOpen() ? "unknown key \"" + key + "\"" : std::string("no map is open");
+      return DM_INDEX_NONE;
     }
     return found;
   }
@@ -117,18 +180,9 @@ bool HostDatamap::createFromCatalogText(const std::string& path, const std::stri
 
 bool HostDatamap::createFromCatalogFile(const std::string& path, const std::string& catalogPath,
                                         std::string* error) {
-  std::ifstream in(catalogPath, std::ios::binary);
-  if (!in) {
-    *error = catalogPath + ": " + strerror(errno);
-    return false;
-  }
-  std::ostringstream text;
-  text << in.rdbuf();
-  if (in.bad()) {
-    *error = catalogPath + ": read error";
-    return false;
-  }
-  return createFromCatalogText(path, text.str(), catalogPath, error);
+  std::string text;
+  if (!InputFile::read(catalogPath, InputFile::kMaxCatalogBytes, &text, error)) return false;
+  return createFromCatalogText(path, text, catalogPath, error);
 }
 
 HostDatamap::HostDatamap() : impl_(new Impl) {}
@@ -143,13 +197,15 @@ void HostDatamap::close() { impl_->map.close(); }
 
 bool HostDatamap::isOpen() const { return impl_->map.isOpen(); }
 
+bool HostDatamap::broken() const { return impl_->map.isOpen() && impl_->map.broken(); }
+
 bool HostDatamap::lookup(const std::string& key, KeyInfo* info) const {
   std::string ignored;
-  const MapRecord* record = impl_->recordOf(key, &ignored);
-  if (record == nullptr) return false;
-  info->index = static_cast<uint32_t>(record - impl_->record(0));
-  info->type = record->type;
-  info->size = record->size;
+  uint32_t index = impl_->indexOf(key, &ignored);
+  if (index == DM_INDEX_NONE) return false;
+  info->index = index;
+  info->type = impl_->type(index);
+  info->size = storageSize(info->type);
   info->key = key;
   return true;
 }
@@ -157,58 +213,58 @@ bool HostDatamap::lookup(const std::string& key, KeyInfo* info) const {
 std::vector<KeyInfo> HostDatamap::list() const {
   std::vector<KeyInfo> keys;
   if (!isOpen()) return keys;
-  for (uint32_t i = 0; i < impl_->map.view().keyCount(); ++i) {
-    const MapRecord* record = impl_->record(i);
+  const MapView& view = impl_->map.view();
+  for (uint32_t i = 0; i < view.keyCount(); ++i) {
     KeyInfo info;
     info.index = i;
-    info.type = record->type;
-    info.size = record->size;
-    info.key = record->key;
+    info.type = view.type(i);
+    info.size = storageSize(info.type);
+    info.key = view.key(i);
     keys.push_back(info);
   }
   return keys;
 }
 
 bool HostDatamap::setText(const std::string& key, const std::string& value, std::string* error) {
-  MapRecord* record = impl_->recordOf(key, error);
-  if (record == nullptr) return false;
+  uint32_t index = impl_->indexOf(key, error);
+  if (index == DM_INDEX_NONE) return false;
   unsigned char storage[kValueCapacity];
   std::string reason;
-  if (!ValueText::parse(record->type, value, storage, &reason)) {
+  if (!ValueText::parse(impl_->type(index), value, storage, &reason)) {
     *error = "bad value \"" + value + "\" for key \"" + key + "\": " + reason;
     return false;
   }
-  EntrySeqLock::write(*record, storage, kValueCapacity);
+  EntrySeqLock::write(*impl_->record(index), storage, kValueCapacity);
   return true;
 }
 
 bool HostDatamap::getText(const std::string& key, std::string* value, std::string* error) const {
-  const MapRecord* record = impl_->recordOf(key, error);
-  if (record == nullptr) return false;
+  uint32_t index = impl_->indexOf(key, error);
+  if (index == DM_INDEX_NONE) return false;
   uint32_t words[kValueCapacity / 4];
-  if (EntrySeqLock::read(*record, words) != 0) {
+  if (EntrySeqLock::read(*impl_->record(index), impl_->type(index), words) != 0) {
     *error = "key \"" + key + "\" stays mid-write (a writer died?)";
     return false;
   }
-  *value = ValueText::format(record->type, reinterpret_cast<const unsigned char*>(words));
+  *value = ValueText::format(impl_->type(index), reinterpret_cast<const unsigned char*>(words));
   return true;
 }
 
 bool HostDatamap::setFail(const std::string& key, int code, std::string* error) {
-  MapRecord* record = impl_->recordOf(key, error);
-  if (record == nullptr) return false;
+  uint32_t index = impl_->indexOf(key, error);
+  if (index == DM_INDEX_NONE) return false;
   if (code > 0) {
     *error = "failure code must be negative (or 0 to clear)";
     return false;
   }
-  EntrySeqLock::setFailCode(*record, code);
+  EntrySeqLock::setFailCode(*impl_->record(index), code);
   return true;
 }
 
 bool HostDatamap::setDouble(uint32_t index, double value) {
   MapRecord* record = impl_->record(index);
   unsigned char storage[kValueCapacity] = {};
-  if (record == nullptr || !NumericValue::fromDouble(value).encode(record->type, storage)) {
+  if (record == nullptr || !NumericValue::fromDouble(value).encode(impl_->type(index), storage)) {
     return false;
   }
   EntrySeqLock::write(*record, storage, kValueCapacity);
@@ -218,7 +274,7 @@ bool HostDatamap::setDouble(uint32_t index, double value) {
 bool HostDatamap::setSigned(uint32_t index, long long value) {
   MapRecord* record = impl_->record(index);
   unsigned char storage[kValueCapacity] = {};
-  if (record == nullptr || !NumericValue::fromSigned(value).encode(record->type, storage)) {
+  if (record == nullptr || !NumericValue::fromSigned(value).encode(impl_->type(index), storage)) {
     return false;
   }
   EntrySeqLock::write(*record, storage, kValueCapacity);
@@ -228,7 +284,8 @@ bool HostDatamap::setSigned(uint32_t index, long long value) {
 bool HostDatamap::setUnsigned(uint32_t index, unsigned long long value) {
   MapRecord* record = impl_->record(index);
   unsigned char storage[kValueCapacity] = {};
-  if (record == nullptr || !NumericValue::fromUnsigned(value).encode(record->type, storage)) {
+  if (record == nullptr ||
+      !NumericValue::fromUnsigned(value).encode(impl_->type(index), storage)) {
     return false;
   }
   EntrySeqLock::write(*record, storage, kValueCapacity);
@@ -237,19 +294,21 @@ bool HostDatamap::setUnsigned(uint32_t index, unsigned long long value) {
 
 bool HostDatamap::setString(uint32_t index, const std::string& value) {
   MapRecord* record = impl_->record(index);
-  if (record == nullptr || !isStringType(record->type)) return false;
+  uint32_t type = impl_->type(index);
+  if (record == nullptr || !isStringType(type)) return false;
   unsigned char storage[kValueCapacity] = {};
-  size_t keep = value.size() < record->size - 1 ? value.size() : record->size - 1;
-  memcpy(storage, value.data(), keep);
+  size_t room = storageSize(type) - 1;
+  memcpy(storage, value.data(), value.size() < room ? value.size() : room);
   EntrySeqLock::write(*record, storage, kValueCapacity);
   return true;
 }
 
 bool HostDatamap::setTimestamp(uint32_t index, const ZUL_TIMESTAMP_12B_STRUCT& value) {
   MapRecord* record = impl_->record(index);
-  if (record == nullptr || !isTimestampType(record->type)) return false;
+  uint32_t type = impl_->type(index);
+  if (record == nullptr || !isTimestampType(type)) return false;
   unsigned char storage[kValueCapacity] = {};
-  memcpy(storage, &value, record->size);
+  memcpy(storage, &value, storageSize(type));
   EntrySeqLock::write(*record, storage, kValueCapacity);
   return true;
 }

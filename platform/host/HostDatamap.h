@@ -56,6 +56,9 @@ class HostDatamap {
   bool open(const std::string& path, std::string* error);
   void close();
   bool isOpen() const;
+  // True once the file was truncated under the mapping: writes then go to
+  // zero pages of this process only (see MappingFaultGuard).
+  bool broken() const;
 
   bool lookup(const std::string& key, KeyInfo* info) const;
   std::vector<KeyInfo> list() const;

@@ -46,6 +46,13 @@ uint32_t hashSlotsFor(uint32_t keyCount) {
   return slots;
 }
 
+long blockOffset(int number) {
+  for (size_t i = 0; i < 4; ++i) {
+    if (kBlockNumbers[i] == number) return static_cast<long>(i * kBlockSize);
+  }
+  return -1;
+}
+
 void describeLayout(uint32_t keyCount, MapHeader* header) {
   memset(header, 0, sizeof(*header));
   memcpy(header->magic, kMapMagic, sizeof(kMapMagic));
@@ -81,6 +88,7 @@ bool MapView::attach(unsigned char* base, size_t size) {
   if (header.keyCount > kMaxKeys) return false;
   MapHeader expected;
   describeLayout(header.keyCount, &expected);
+  expected.superseded = header.superseded;  // the only header word that may change
   if (memcmp(&header, &expected, sizeof(header)) != 0) return false;
   if (header.totalSize > size) return false;
   MapRecord* records = reinterpret_cast<MapRecord*>(base + header.recordsOffset);
@@ -91,9 +99,31 @@ bool MapView::attach(unsigned char* base, size_t size) {
   records_ = records;
   hash_ = reinterpret_cast<uint32_t*>(base + header.hashOffset);
   blocks_ = base + header.blocksOffset;
+  superseded_ = &reinterpret_cast<MapHeader*>(base)->superseded;
   keyCount_ = header.keyCount;
   hashSlots_ = header.hashSlots;
+  blocksOffset_ = header.blocksOffset;
+  copyEntries();
   return true;
+}
+
+// The record was checked just before; another process may change it at any
+// time, so the copies are taken once and used from then on.
+void MapView::copyEntries() {
+  entries_.reset(new std::atomic<uint16_t>[keyCount_ == 0 ? 1 : keyCount_]);
+  keyStart_.assign(1, 0);
+  keyStart_.reserve(keyCount_ + 1);
+  for (uint32_t i = 0; i < keyCount_; ++i) {
+    uint32_t type = records_[i].type;
+    entries_[i].store(static_cast<uint16_t>(type & kTypeMask), std::memory_order_relaxed);
+    keyText_.append(records_[i].key, strnlen(records_[i].key, kKeyCapacity - 1));
+    keyStart_.push_back(static_cast<uint32_t>(keyText_.size()));
+  }
+}
+
+std::string MapView::key(uint32_t index) const {
+  if (index >= keyCount_) return std::string();
+  return keyText_.substr(keyStart_[index], keyStart_[index + 1] - keyStart_[index]);
 }
 
 uint32_t MapView::find(const char* key) const {
@@ -103,21 +133,35 @@ uint32_t MapView::find(const char* key) const {
   uint32_t mask = hashSlots_ - 1;
   uint32_t slot = keyHash(key, length) & mask;
   for (uint32_t probe = 0; probe < hashSlots_; ++probe, slot = (slot + 1) & mask) {
-    uint32_t entry = hash_[slot];
+    uint32_t entry = __atomic_load_n(&hash_[slot], __ATOMIC_RELAXED);
     if (entry == 0) return DM_INDEX_NONE;
     if (entry > keyCount_) continue;  // damaged entry: ignore it
-    const MapRecord& candidate = records_[entry - 1];
-    if (strncmp(candidate.key, key, kKeyCapacity) == 0) return entry - 1;
+    uint32_t start = keyStart_[entry - 1];
+    if (keyStart_[entry] - start == length && memcmp(&keyText_[start], key, length) == 0) {
+      return entry - 1;
+    }
   }
   return DM_INDEX_NONE;
 }
 
 unsigned char* MapView::block(int number) const {
-  if (blocks_ == nullptr) return nullptr;
-  for (size_t i = 0; i < 4; ++i) {
-    if (kBlockNumbers[i] == number) return blocks_ + i * kBlockSize;
+  long offset = blockOffset(number);
+  return blocks_ == nullptr || offset < 0 ? nullptr : blocks_ + offset;
+}
+
+void MapView::inheritStaleMarks(const MapView& older) const {
+  uint32_t common = keyCount_ < older.keyCount_ ? keyCount_ : older.keyCount_;
+  for (uint32_t i = 0; i < common; ++i) {
+    if (!older.usable(i) || key(i) != older.key(i)) {
+      entries_[i].fetch_or(kStale, std::memory_order_relaxed);
+    }
   }
-  return nullptr;
+}
+
+void MapView::markCurrent(uint32_t index) const {
+  if (index < keyCount_ && !usable(index)) {
+    entries_[index].fetch_and(static_cast<uint16_t>(~kStale), std::memory_order_relaxed);
+  }
 }
 
 }  // namespace dmhost

@@ -8,15 +8,26 @@
 // The layout is fully determined by keyCount and hashSlots, so a view checks
 // every offset and size against what they imply and against the file size.
 //
-// Thread-safety: a MapView is immutable after attach() and may be shared by
-// threads. The key text, type and size of a record never change after the file
-// is created; the value, sequence counter and failure code are accessed only
-// atomically (see EntrySeqLock).
+// Any process that can write the file can damage it while it is mapped, so a
+// view reads the layout, every record's type and key text once at attach()
+// and keeps them privately; later accesses never trust those shared copies.
+// What is read from shared memory on every access (values, sequence counters,
+// failure codes, hash entries, the superseded mark) is checked before use.
+//
+// Thread-safety: a MapView is immutable after attach() apart from the per-index
+// stale marks, which are relaxed atomics; it may be shared by threads. The
+// value, sequence counter and failure code are accessed only atomically (see
+// EntrySeqLock).
 #ifndef PLATFORM_HOST_MAPFORMAT_H_
 #define PLATFORM_HOST_MAPFORMAT_H_
 
 #include <stddef.h>
 #include <stdint.h>
+
+#include <atomic>
+#include <memory>
+#include <string>
+#include <vector>
 
 namespace dmhost {
 
@@ -42,10 +53,11 @@ struct MapHeader {
   uint32_t blocksOffset;
   uint32_t blockCount;
   uint32_t blockSize;
-  uint32_t reserved;
+  uint32_t superseded;  // 0; set once a newer map has replaced this file at its path
   uint64_t totalSize;
 };
 static_assert(sizeof(MapHeader) == 64, "header layout");
+static_assert(offsetof(MapHeader, superseded) == 52, "superseded mark position");
 
 struct MapRecord {
   uint32_t seq;       // sequence counter: odd while a writer is inside
@@ -64,14 +76,22 @@ uint32_t storageSize(uint32_t type);
 uint32_t keyHash(const char* key, size_t length);
 // Number of hash slots for keyCount keys (a power of two, load <= 1/2).
 uint32_t hashSlotsFor(uint32_t keyCount);
+// Offset of data block number (1, 2, 18, 19) from the start of the first
+// block, or -1 when there is no such block.
+long blockOffset(int number);
 // Fills a header with the layout implied by keyCount.
 void describeLayout(uint32_t keyCount, MapHeader* header);
 
 // A validated view of a mapped map file.
 class MapView {
  public:
-  // Checks the header and every record of the mapping [base, base + size).
-  // Returns false (and leaves the view empty) when anything is inconsistent.
+  MapView() = default;
+  MapView(MapView&&) = default;
+  MapView& operator=(MapView&&) = default;
+
+  // Checks the header and every record of the mapping [base, base + size) and
+  // copies the layout, types and keys. Returns false (and leaves the view
+  // empty) when anything is inconsistent.
   bool attach(unsigned char* base, size_t size);
 
   uint32_t keyCount() const { return keyCount_; }
@@ -79,20 +99,56 @@ class MapView {
   MapRecord* record(uint32_t index) const {
     return index < keyCount_ ? records_ + index : nullptr;
   }
+  // Type code of the key at index as validated at attach; 0 when none.
+  uint32_t type(uint32_t index) const {
+    return index < keyCount_ ? entries_[index].load(std::memory_order_relaxed) & kTypeMask : 0;
+  }
+  // True when index names a key and has not been marked stale.
+  bool usable(uint32_t index) const { return usableType(index) >= 0; }
+  // The type code as type() when usable(index), else -1 (one load).
+  int usableType(uint32_t index) const {
+    if (index >= keyCount_) return -1;
+    uint16_t entry = entries_[index].load(std::memory_order_relaxed);
+    return (entry & kStale) != 0 ? -1 : static_cast<int>(entry & kTypeMask);
+  }
+  // Key text at index as validated at attach; empty when none.
+  std::string key(uint32_t index) const;
   // Index of key, or DM_INDEX_NONE. Hash entries are checked before use.
   uint32_t find(const char* key) const;
   // Start of data block number (1, 2, 18, 19), or null.
   unsigned char* block(int number) const;
+  // File offset of the first data block.
+  uint32_t blocksOffset() const { return blocksOffset_; }
+
+  // True once a writer has marked this file replaced (one relaxed load).
+  bool superseded() const {
+    return superseded_ != nullptr && __atomic_load_n(superseded_, __ATOMIC_RELAXED) != 0;
+  }
+  // Marks every index whose key differs from the one older names at the same
+  // index (or that is stale there) stale: reads through it must fail.
+  void inheritStaleMarks(const MapView& older) const;
+  // An index handed out again by a lookup names this view's key from now on.
+  void markCurrent(uint32_t index) const;
 
  private:
+  static constexpr uint16_t kTypeMask = 0xFF;
+  static constexpr uint16_t kStale = 0x100;
+
   bool recordValid(const MapRecord& record) const;
+  void copyEntries();
 
   unsigned char* base_ = nullptr;
   MapRecord* records_ = nullptr;
   uint32_t* hash_ = nullptr;
   unsigned char* blocks_ = nullptr;
+  uint32_t* superseded_ = nullptr;
   uint32_t keyCount_ = 0;
   uint32_t hashSlots_ = 0;
+  uint32_t blocksOffset_ = 0;
+  std::unique_ptr<std::atomic<uint16_t>[]> entries_;  // type | kStale
+  // Key texts back to back: key i is keyText_[keyStart_[i], keyStart_[i + 1]).
+  std::string keyText_;
+  std::vector<uint32_t> keyStart_;
 };
 
 }  // namespace dmhost

@@ -7,15 +7,18 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/host/MappingFaultGuard.h"
+
 namespace dmhost {
 
 namespace {
 
+// O_NONBLOCK: a FIFO or device put where the map belongs must not hang the open.
 int openForAccess(const std::string& path, MappedMap::Access access, bool* writable) {
-  int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC);
+  int fd = ::open(path.c_str(), O_RDWR | O_CLOEXEC | O_NONBLOCK);
   *writable = fd >= 0;
   if (fd < 0 && access == MappedMap::kReadWriteOrPrivate && (errno == EACCES || errno == EROFS)) {
-    fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+    fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
   }
   return fd;
 }
@@ -42,25 +45,42 @@ bool MappedMap::open(const std::string& path, Access access, std::string* error)
   size_t size = static_cast<size_t>(st.st_size);
   void* base = mmap(nullptr, size, PROT_READ | PROT_WRITE, writable ? MAP_SHARED : MAP_PRIVATE,
                     fd, 0);
-  ::close(fd);
   if (base == MAP_FAILED) {
     *error = path + ": cannot map: " + strerror(errno);
+    ::close(fd);
     return false;
   }
-  if (!view_.attach(static_cast<unsigned char*>(base), size)) {
+  // Guarded before the first access, so a truncation during validation is survived too.
+  broken_.store(false, std::memory_order_relaxed);
+  guardSlot_ = MappingFaultGuard::add(base, size, &broken_);
+  if (!view_.attach(static_cast<unsigned char*>(base), size) || broken()) {
+    MappingFaultGuard::remove(guardSlot_);
+    guardSlot_ = -1;
     munmap(base, size);
+    ::close(fd);
+    view_ = MapView();
     *error = path + ": not a valid datamap file";
     return false;
   }
   base_ = static_cast<unsigned char*>(base);
   size_ = size;
+  fd_ = fd;
+  shared_ = writable;
+  device_ = st.st_dev;
+  inode_ = st.st_ino;
   return true;
 }
 
 void MappedMap::close() {
-  if (base_ != nullptr) munmap(base_, size_);
+  if (base_ != nullptr) {
+    MappingFaultGuard::remove(guardSlot_);
+    munmap(base_, size_);
+    ::close(fd_);
+  }
+  guardSlot_ = -1;
   base_ = nullptr;
   size_ = 0;
+  fd_ = -1;
   view_ = MapView();
 }
 

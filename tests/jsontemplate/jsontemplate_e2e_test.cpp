@@ -206,6 +206,24 @@ TEST_F(Tool, StepWithATemplateEditedBetweenCycles) {
   EXPECT_EQ(0, t.finish());  // end of input ends the run before the cycles are done
 }
 
+TEST_F(Tool, StepFollowsAMapReplacedBetweenCycles) {
+  const std::string path = writeTemplate("X<?key \"name\"=\"t.u16\" \"width\"=\"1\"?>\n");
+  SteppedTool t({"--map", mapPath_, "--step", "--cycles", "2", "--interval", "1", path},
+                options().env);
+  EXPECT_EQ("X1000\n", t.next());
+  // dmtool create makes a new file and marks the old one superseded; the value
+  // set afterwards exists only in the new map.
+  ProcessResult r = testsupport::runProcess(
+      {testsupport::stagedProgram("bin/dmtool"), "--map", mapPath_, "create",
+       dir_.file("catalog")},
+      options());
+  ASSERT_EQ(0, r.exitCode) << r.err;
+  dmset("t.u16", "8");
+  t.step();
+  EXPECT_EQ("X8\n", t.next());
+  EXPECT_EQ(0, t.finish());
+}
+
 TEST_F(Tool, StepInFixedWidthMode) {
   const std::string path =
       writeTemplate("<?key \"name\"=\"!Default Attributes\" \"width\"=\"6\" \"precision\"=\"1\"?>"

@@ -22,15 +22,19 @@ const char kUsage[] =
     "  list                            print INDEX TYPE KEY for every key\n"
     "The map is --map PATH, else $DATAMAP_FILE, else /dev/shm/datamap.\n";
 
-bool readAllStdin(std::string* data) {
+// Reads standard input up to its end, but never more than limit bytes: one
+// byte beyond the largest block write is enough to refuse it.
+bool readStdin(size_t limit, std::string* data) {
   char buffer[65536];
-  for (;;) {
-    ssize_t n = read(STDIN_FILENO, buffer, sizeof(buffer));
+  while (data->size() < limit) {
+    size_t want = limit - data->size() < sizeof(buffer) ? limit - data->size() : sizeof(buffer);
+    ssize_t n = read(STDIN_FILENO, buffer, want);
     if (n < 0 && errno == EINTR) continue;
     if (n < 0) return false;
     if (n == 0) return true;
     data->append(buffer, static_cast<size_t>(n));
   }
+  return true;
 }
 
 bool writeAllStdout(const std::string& data) {
@@ -136,7 +140,7 @@ bool DmTool::writeBlock(const std::vector<std::string>& args) {
   if (!parseBlock(args[0], &block) || !parseSize("OFFSET", args[1], &offset)) return false;
   if (!openMap()) return false;
   std::string data;
-  if (!readAllStdin(&data)) return error("cannot read standard input");
+  if (!readStdin(dmhost::kBlockSize + 1, &data)) return error("cannot read standard input");
   std::string message;
   return map_.writeBlock(block, offset, data.data(), data.size(), &message) || error(message);
 }

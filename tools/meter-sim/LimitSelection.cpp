@@ -2,9 +2,8 @@
 
 #include <stdlib.h>
 
-#include <fstream>
-#include <sstream>
 
+#include "platform/host/InputFile.h"
 #include "platform/host/LogItemCatalog.h"
 
 std::vector<MeterBlocks::Limit> LimitSelection::fromCatalogText(const std::string& text,
@@ -36,13 +35,10 @@ std::vector<MeterBlocks::Limit> LimitSelection::choose(const std::string& path, 
   if (file.empty()) {
     text = dmhost::kEmbeddedLogItemCatalog;
   } else {
-    std::ifstream in(file);
-    std::stringstream buffer;
-    if (in.is_open()) buffer << in.rdbuf();
-    text = buffer.str();
+    std::string reason;
     origin = file;
-    if (!in.is_open() || in.bad()) {
-      *note = "cannot read log item catalogue " + file + "; limits use items 1.." +
+    if (!dmhost::InputFile::read(file, dmhost::InputFile::kMaxCatalogBytes, &text, &reason)) {
+      *note = "cannot read log item catalogue " + reason + "; limits use items 1.." +
               std::to_string(kEnabledLimits);
       return fallback();
     }

@@ -68,6 +68,14 @@ bool sleepUntil(SteadyClock::time_point deadline) {
   return false;
 }
 
+// Says once that the map file was truncated under the simulator.
+void reportTruncation(MeterSimulator& sim) {
+  static bool reported = false;
+  if (reported || !sim.map().broken()) return;
+  reported = true;
+  fprintf(stderr, "meter-sim: the datamap file was truncated; readings are no longer published\n");
+}
+
 int runPeriodically(MeterSimulator& sim, unsigned periodMs) {
   SteadyClock::time_point next = SteadyClock::now();
   std::string error;
@@ -78,6 +86,7 @@ int runPeriodically(MeterSimulator& sim, unsigned periodMs) {
       fprintf(stderr, "meter-sim: %s\n", error.c_str());
       return 1;
     }
+    reportTruncation(sim);
   }
   return 0;
 }
