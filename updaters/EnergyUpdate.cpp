@@ -3,7 +3,6 @@
 #include "livedata/Globals.h"
 #include "platform/meter_blocks.h"
 #include "updaters/FactorySettingsFile.h"
-#include "updaters/UnitSelection.h"
 
 namespace {
 
@@ -148,8 +147,7 @@ EnergyUpdate::EnergyUpdate()
         "dm_read_flt64 error on \"sys.timestamp.reset_hsi_accumulator\" with error code= ");
   k.add(peakDemandResetTime_, "sys.timestamp.reset_demand_peak",
         "dm_read_flt64 error on \"sys.timestamp.reset_demand_peak\" with error code= ");
-  k.add(ptRatio_, "dev.pt.pn.ratio", "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
-  k.add(ctRatio_, "dev.ct.abc.ratio", "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
+  ratios_.addTo(k);
 }
 
 // Ends the updater thread before the members it uses go away.
@@ -237,7 +235,7 @@ void EnergyUpdate::writePeak(const Peak& peak, bool last) {
     document().append(last ? "\"n/a\",\"n/a\"],\n" : "\"n/a\",\"n/a\",");
     return;
   }
-  const UnitSelection units(ptRatio_.value, ctRatio_.value);
+  const UnitSelection units = ratios_.units();
   document().printf("\"%.3f%s\",", peak.value.value / units.powers().divisor,
                     units.powers().suffix);
   document().append("\"");

@@ -19,6 +19,7 @@
 #include <stddef.h>
 
 #include "livedata/DocumentUpdater.h"
+#include "updaters/TransformerRatios.h"
 
 class EnergyUpdate : public DocumentUpdater {
  public:
@@ -62,8 +63,7 @@ class EnergyUpdate : public DocumentUpdater {
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> energyResetTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> accumulatorResetTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> peakDemandResetTime_;
-  DmKey<unsigned int> ptRatio_;
-  DmKey<unsigned int> ctRatio_;
+  TransformerRatios ratios_;
 
   const unsigned char* sharedMeterData1_ = nullptr;
   const unsigned char* sharedMeterReadings_ = nullptr;

@@ -13,10 +13,6 @@ using meter_blocks::kHarmonicArrayLength;
 // Voltage channels A, B, C then current channels A, B, C as the document names them.
 const char* const kFieldNames[6] = {"voltA",    "voltB",    "voltC",
                                     "currentA", "currentB", "currentC"};
-const char* const kPhaseToNeutralKeys[3] = {"reading.1sec.volt.an", "reading.1sec.volt.bn",
-                                            "reading.1sec.volt.cn"};
-const char* const kPhaseToPhaseKeys[3] = {"reading.1sec.volt.ab", "reading.1sec.volt.bc",
-                                          "reading.1sec.volt.ca"};
 // THD, K-factor and TDD of each channel: keys, and read errors that name the
 // document's fields (the THD text has a doubled blank before "with": the
 // firmware's text).
@@ -76,11 +72,11 @@ ThdUpdate::ThdUpdate()
   // phase-to-phase key; then per phase the current and its distortion keys.
   for (int p = 0; p < 3; ++p) {
     Distortion& distortion = voltageDistortion_[p];
-    k.addLookup(phaseToNeutralIndex_[p], kPhaseToNeutralKeys[p]);
+    voltages_.addLookup(k, Voltages::kPhaseToNeutral, p);
     k.addLookup(distortion.thd, kDistortionKeys[p][0]);
     k.addLookup(distortion.kfactor, kDistortionKeys[p][1]);
     k.addLookup(distortion.tdd, kDistortionKeys[p][2]);
-    k.addLookup(phaseToPhaseIndex_[p], kPhaseToPhaseKeys[p]);
+    voltages_.addLookup(k, Voltages::kPhaseToPhase, p);
   }
   for (int p = 0; p < 3; ++p) {
     k.addLookup(current_[p], kCurrentKeys[p][0]);
@@ -89,7 +85,7 @@ ThdUpdate::ThdUpdate()
     k.addLookup(distortion.kfactor, kDistortionKeys[3 + p][1]);
     k.addLookup(distortion.tdd, kDistortionKeys[3 + p][2]);
   }
-  // Reads: phase A's distortion comes before the voltages (readVoltages), B's
+  // Reads: phase A's distortion comes before the voltages (see getData), B's
   // and C's after them; then each current with its distortion.
   addDistortionReads(0, voltageDistortion_[0]);
   voltageReadsAt_ = k.readCount();
@@ -119,20 +115,9 @@ void ThdUpdate::addDistortionReads(int channel, Distortion& distortion) {
 
 int ThdUpdate::getData() {
   keys().read(0, voltageReadsAt_);
-  readVoltages();
+  voltages_.read(kVoltageMessages);
   keys().read(voltageReadsAt_, keys().readCount());
   return 0;
-}
-
-// Phase-to-neutral voltages for wye hookups (0, 3), phase-to-phase otherwise,
-// into the same three values. Kept out of the table: the hookup picks the key.
-void ThdUpdate::readVoltages() {
-  const uint32_t wiring = hookup.load(std::memory_order_relaxed);
-  const bool wye = wiring == 0 || wiring == 3;
-  for (int p = 0; p < 3; ++p) {
-    voltage_[p].index = wye ? phaseToNeutralIndex_[p] : phaseToPhaseIndex_[p];
-    read_dm_key(voltage_[p], kVoltageMessages[wye ? 0 : 1][p]);
-  }
 }
 
 // value / 100.0 printed with "%.2f" is exactly the integer with a point before
@@ -193,7 +178,7 @@ void ThdUpdate::writeHarmonicArray(const char* name, size_t offset, bool isSigne
 void ThdUpdate::writeBody(DocumentFile& out) {
   out.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   for (int p = 0; p < 3; ++p) {
-    out.printf("\"%s\":[\"%.3f V\",\"%.3f\",\"%.3f\"],\n", kFieldNames[p], voltage_[p].value,
+    out.printf("\"%s\":[\"%.3f V\",\"%.3f\",\"%.3f\"],\n", kFieldNames[p], voltages_[p],
                voltageDistortion_[p].thd.value, voltageDistortion_[p].tdd.value);
   }
   for (int p = 0; p < 3; ++p) {
