@@ -17,6 +17,7 @@
 #include "daemon/livedata_update_Runtime.h"
 #include "livedata/DmAccess.h"
 #include "livedata/Globals.h"
+#include "livedata/JsonDirectory.h"
 #include "platform/common_api.h"
 #include "platform/datamap.h"
 
@@ -24,7 +25,6 @@ namespace {
 
 const char kRuntimeFile[] = "/home/korvo.data/test/livedata_update_runtime.xml";
 const char kSettingsFile[] = "/home/korvo.data/root/kv7720.kps";
-const char kJsonDir[] = "/home/korvo.web/lighttpd/www/htdocs/common_ui/json/";
 
 // Datamap indexes of the three enumerations, kept for the main loop's re-reads.
 unsigned int hookupIndex = DM_INDEX_NONE;
@@ -137,7 +137,7 @@ void refreshEnumeration(unsigned int index, std::atomic<uint32_t>* target) {
 // The output path of a document: the web root the flicker updater captured,
 // then the web server's JSON directory and the file name.
 std::string documentPath(const char* fileName) {
-  return std::string(flicker->getWebRoot()) + kJsonDir + fileName;
+  return std::string(flicker->getWebRoot()) + kJsonDirectory + fileName;
 }
 
 // Registers a new updater (the vector grows by one, filled with it), clears its

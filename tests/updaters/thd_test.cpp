@@ -9,6 +9,7 @@
 #include <string>
 
 #include "livedata/Globals.h"
+#include "platform/meter_blocks.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
@@ -91,11 +92,14 @@ std::string harmonicArray(const char* name, const std::map<int, std::string>& va
 }
 
 // Byte offsets of the arrays in block 2.
-enum : size_t {
-  kVaPhs = 76800, kVaMag = 77056, kVbPhs = 77312, kVbMag = 77568, kVcPhs = 77824,
-  kVcMag = 78080, kIaPhs = 78848, kIaMag = 79104, kIbPhs = 79360, kIbMag = 79616,
-  kIcPhs = 79872, kIcMag = 80128
-};
+using meter_blocks::harmonicMagnitudeOffset;
+using meter_blocks::harmonicPhaseOffset;
+constexpr size_t kVaPhs = harmonicPhaseOffset(0), kVaMag = harmonicMagnitudeOffset(0);
+constexpr size_t kVbPhs = harmonicPhaseOffset(1), kVbMag = harmonicMagnitudeOffset(1);
+constexpr size_t kVcPhs = harmonicPhaseOffset(2), kVcMag = harmonicMagnitudeOffset(2);
+constexpr size_t kIaPhs = harmonicPhaseOffset(3), kIaMag = harmonicMagnitudeOffset(3);
+constexpr size_t kIbPhs = harmonicPhaseOffset(4), kIbMag = harmonicMagnitudeOffset(4);
+constexpr size_t kIcPhs = harmonicPhaseOffset(5), kIcMag = harmonicMagnitudeOffset(5);
 
 void putMagnitude(MapFixture& map, size_t array, int element, uint16_t value) {
   map.writeBlock(2, array + 2 * static_cast<size_t>(element), &value, sizeof value);
@@ -185,7 +189,7 @@ TEST_F(ThdTest, HarmonicsAreListedFromTheLastElementDown) {
   // Bytes outside the twelve arrays (the gap and the neighbours) never appear.
   const std::string ones(512, '\xff');
   map_.writeBlock(2, 78336, ones);
-  map_.writeBlock(2, 76800 - 512, ones);
+  map_.writeBlock(2, kVaPhs - 512, ones);
   map_.writeBlock(2, 80384, ones);
   const std::string harmonics =
       harmonicArray("va_mag", {{127, "655.35"}, {64, "0.01"}, {0, "100.00"}}) +
