@@ -1,12 +1,14 @@
 #include "daemon/livedata_update_Runtime.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <mxml.h>
 #include <stdarg.h>
 #include <stdlib.h>
 #include <strings.h>
 #include <unistd.h>
 
+#include "livedata/InputFile.h"
 #include "livedata/JsonDirectory.h"
 #include "livedata/RuntimeLog.h"
 #include "profile/ProfileLabel.h"
@@ -62,10 +64,17 @@ void livedata_update_Runtime::log(const char* format, ...) {
 FILE* livedata_update_Runtime::openWithRetries(const char* path, int* attempts) {
   *attempts = 0;
   for (;;) {
-    FILE* file = fopen(path, "r");
+    int fd = -1;
+    InputFile::Status status = InputFile::open(path, O_RDONLY, kMaxRuntimeFileSize, &fd);
     ++*attempts;
-    if (file != nullptr) return file;
-    // A missing or forbidden file will not appear within milliseconds.
+    if (status == InputFile::kOk) {
+      FILE* file = fdopen(fd, "r");
+      if (file == nullptr) close(fd);
+      return file;
+    }
+    // A FIFO, a device or a huge file is no configuration; retrying will not
+    // change that. Nor will a missing or forbidden file appear within milliseconds.
+    if (status != InputFile::kCannotOpen) return nullptr;
     if (errno == ENOENT || errno == EACCES || *attempts >= kMaxOpens) return nullptr;
     usleep(1000);
   }

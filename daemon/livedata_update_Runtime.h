@@ -10,6 +10,7 @@
 #ifndef DAEMON_LIVEDATA_UPDATE_RUNTIME_H_
 #define DAEMON_LIVEDATA_UPDATE_RUNTIME_H_
 
+#include <stddef.h>
 #include <stdio.h>
 
 #include <string>
@@ -32,9 +33,14 @@ class livedata_update_Runtime {
   // file; returns what ProfileLabel::print_profile_label returns.
   int print_profile_label(const char* settings_file_path);
 
+  // Largest runtime file read; a larger one counts as unopenable.
+  static constexpr size_t kMaxRuntimeFileSize = 1024 * 1024;
+
   // Opens path for reading as loadRuntimeFile does: errors other than ENOENT and
-  // EACCES are retried after 1 ms, at most 10 opens in all. *attempts receives
-  // the number of opens made. Null when none succeeded.
+  // EACCES are retried after 1 ms, at most 10 opens in all. Anything but a
+  // regular file of at most kMaxRuntimeFileSize bytes is refused at once, without
+  // blocking (a FIFO) and without retries. *attempts receives the number of opens
+  // made. Null when none succeeded.
   static FILE* openWithRetries(const char* path, int* attempts);
 
   int verboseLevel() const { return verboseLevel_; }

@@ -1,17 +1,19 @@
 #include "jsontemplate/JsonTemplate.h"
 
 #include <ctype.h>
+#include <fcntl.h>
 #include <stdio.h>
 #include <string.h>
 #include <time.h>
+#include <unistd.h>
 
-#include <fstream>
 #include <iostream>
 #include <memory>
 #include <utility>
 
 #include "jsontemplate/TemplatePause.h"
 #include "livedata/Globals.h"
+#include "livedata/InputFile.h"
 #include "livedata/RuntimeLog.h"
 
 namespace {
@@ -110,29 +112,46 @@ void JsonTemplate::setJsonTemplateFile(const char* path) {
 int JsonTemplate::getFileInfo(const char* path, struct stat& info) { return stat(path, &info); }
 
 long long JsonTemplate::getFileLength(const char* path) {
-  std::ifstream file(path, std::ios::in | std::ios::binary | std::ios::ate);
-  if (!file.is_open()) return -1;
-  return static_cast<long long>(file.tellg());
+  int fd = -1;
+  if (InputFile::open(path, O_RDONLY, static_cast<size_t>(-1), &fd) != InputFile::kOk) return -1;
+  struct stat info;
+  long long length = fstat(fd, &info) == 0 ? static_cast<long long>(info.st_size) : -1;
+  close(fd);
+  return length;
 }
 
 int JsonTemplate::readJsonTemplateFile(const std::string& path, std::string& text) {
   resetConfiguration();
   if (traceEnabled()) std::cout << "Reading json template : " << path << std::endl;
-  std::ifstream file(path.c_str(), std::ios::in);
-  if (!file.is_open()) {
+  std::string contents;
+  const InputFile::Status status = InputFile::read(path.c_str(), kMaxTemplateSize, &contents);
+  if (status == InputFile::kTooLarge) {
+    const std::string why = InputFile::describe(status, kMaxTemplateSize);
+    writeError("Unable to read json template : " + path + " (" + why + ")\n\n");
+    runtime_log("Unable to read json template : %s (%s)\n", path.c_str(), why.c_str());
+    return -1;
+  }
+  if (status != InputFile::kOk) {
     writeError("Unable to read json template : " + path + "\n\n");
     runtime_log("Unable to read json template : %s\n", path.c_str());
     return -1;
   }
-  // Appended to whatever text is there: a re-read keeps the earlier contents.
-  std::string line;
-  while (std::getline(file, line, '\n')) {
-    text += line;
+  appendLines(contents, text);
+  return 0;
+}
+
+// Appended to whatever text is there: a re-read keeps the earlier contents.
+// Every line gains its "\n", the last one too.
+void JsonTemplate::appendLines(const std::string& contents, std::string& text) {
+  size_t start = 0;
+  while (start < contents.size()) {
+    size_t end = contents.find('\n', start);
+    if (end == std::string::npos) end = contents.size();
+    text.append(contents, start, end - start);
     text += "\n";
+    start = end + 1;
     templateYield();
   }
-  file.close();
-  return 0;
 }
 
 void JsonTemplate::resetConfiguration() {

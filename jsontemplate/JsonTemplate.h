@@ -62,9 +62,15 @@ class JsonTemplate {
   // (reported as "<name> : exception!!!"), else 0.
   int processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out);
 
+  // Largest template file read; a larger one is refused with its own message.
+  static constexpr size_t kMaxTemplateSize = 1024 * 1024;
+
   int getFileInfo(const char* path, struct stat& info);
+  // Size of the regular file at path, or -1 (also for a FIFO or device).
   long long getFileLength(const char* path);
   // Appends the file's lines, each followed by "\n", to text (never clears it).
+  // A path that is not a regular file of at most kMaxTemplateSize bytes is
+  // unreadable (-1); opening never blocks.
   int readJsonTemplateFile(const std::string& path, std::string& text);
   int initJsonTemplateFields(DM_SYS_DATA_BLOK_USER* handle, const std::string& text,
                              std::vector<JsonTemplateField>& fields);
@@ -119,6 +125,8 @@ class JsonTemplate {
   void traceField(const JsonTemplateField& field, const std::string& value) const;
   bool traceEnabled() const;
   bool fileStatusUnchanged(const struct stat& current) const;
+  // Appends contents line by line, each line followed by "\n", yielding after each.
+  static void appendLines(const std::string& contents, std::string& text);
   void reportUnterminatedMarker(size_t position, const std::string& text);
   void lookupKey(const std::string& key, bool validityKey, int* index, int* type);
 

@@ -13,7 +13,8 @@
 constexpr int kTimestampTextSize = 31;
 
 void print_out_ZUL_8byte_timestamp(FILE* stream, const ZUL_TIMESTAMP_8B_STRUCT* ts, int format);
-// Writes at most 31 bytes including the terminator; returns what snprintf returns.
+// Writes at most 31 bytes including the terminator (27 at most in fact); returns
+// the length of the text, as snprintf would.
 int sprint_out_ZUL_8byte_timestamp(char* buffer, const ZUL_TIMESTAMP_8B_STRUCT* ts, int format);
 
 #endif  // LIVEDATA_TIMESTAMP_H_

@@ -3,9 +3,13 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <stdint.h>
+#include <stdio.h>
 #include <string.h>
 #include <sys/mman.h>
 #include <unistd.h>
+
+#include "livedata/DocumentFile.h"
+#include "livedata/InputFile.h"
 
 #include "platform/common_api.h"
 #include "platform/datamap.h"
@@ -56,10 +60,22 @@ void ProfileLabel::resetLimitTableForTesting() {
 }
 
 int ProfileLabel::print_profile_label(const char* settingsPath, const char* outputPath) {
-  int fd = openSettingsWithRetries(settingsPath);
-  if (fd < 0) {
+  int fd = -1;
+  InputFile::Status status = openSettingsWithRetries(settingsPath, &fd);
+  if (status == InputFile::kCannotOpen) {
     fprintf(stderr, "Cannot open file %s\n", settingsPath);
     return -1;
+  }
+  if (status == InputFile::kTooLarge) {
+    // Refused before anything could cut it: such a file is not a settings file.
+    fprintf(stderr, "Settings file %s is larger than %zu bytes, not read\n", settingsPath,
+            kMaxSettingsFileSize);
+    return -2;
+  }
+  if (status == InputFile::kNotRegular) {
+    // A FIFO or a device offers no mapping of the settings.
+    fprintf(stderr, "Failed to mmap\n");
+    return -2;
   }
   // The mapping must cover every offset read below: a short file is extended
   // with zeros (its missing labels print empty), a longer one is cut. A failure
@@ -72,36 +88,36 @@ int ProfileLabel::print_profile_label(const char* settingsPath, const char* outp
     fprintf(stderr, "Failed to mmap\n");
     return -2;
   }
-  FILE* out = fopen(outputPath, "w+");
-  if (out != nullptr) {
-    chown_to_parent_dir(outputPath);
+  // The whole text is formatted before the file is truncated (at close).
+  DocumentFile out(8192);
+  if (out.open(outputPath)) {
     writeDocument(out, static_cast<const unsigned char*>(mapped));
-    fflush(out);
-    fsync(fileno(out));
-    fclose(out);
+    out.close();
   }
   munmap(mapped, kSettingsFileSize);
   return 0;
 }
 
 // Another process may hold the settings file briefly (the meter rewrites it),
-// so failed opens are retried once a second; a missing file is final.
-int ProfileLabel::openSettingsWithRetries(const char* settingsPath) {
+// so failed opens are retried once a second; a missing file is final. What
+// stands at the path is checked without blocking: a FIFO, a device or an
+// oversized file is refused at once.
+InputFile::Status ProfileLabel::openSettingsWithRetries(const char* settingsPath, int* fd) {
   for (int attempt = 1;; ++attempt) {
-    int fd = open(settingsPath, O_RDWR);
-    if (fd >= 0) return fd;
-    if (errno == ENOENT || attempt >= kSettingsOpenAttempts) return -1;
+    InputFile::Status status = InputFile::open(settingsPath, O_RDWR, kMaxSettingsFileSize, fd);
+    if (status != InputFile::kCannotOpen) return status;
+    if (errno == ENOENT || attempt >= kSettingsOpenAttempts) return status;
     sleep(1);
   }
 }
 
-void ProfileLabel::writeDocument(FILE* out, const unsigned char* settings) {
-  fputs("{\n", out);
-  fputs("\"version\":{\t\"major\":0,\t\"minor\":2,\t\"micro\":0},\n", out);
+void ProfileLabel::writeDocument(DocumentFile& out, const unsigned char* settings) {
+  out.append("{\n");
+  out.append("\"version\":{\t\"major\":0,\t\"minor\":2,\t\"micro\":0},\n");
   if (settings[kEnergyDirectionFlag] != 0) {
-    fputs("\"Q14_Whr_label\":\"Del Wh\",\"Q23_Whr_label\":\"Rec Wh\",\n", out);
+    out.append("\"Q14_Whr_label\":\"Del Wh\",\"Q23_Whr_label\":\"Rec Wh\",\n");
   } else {
-    fputs("\"Q14_Whr_label\":\"Rec Wh\",\"Q23_Whr_label\":\"Del Wh\",\n", out);
+    out.append("\"Q14_Whr_label\":\"Rec Wh\",\"Q23_Whr_label\":\"Del Wh\",\n");
   }
   writeLabelList(out, "accumulators_label", settings, kAccumulatorFirst, kLabelSize,
                  kAccumulatorCount, "],\n");
@@ -118,24 +134,35 @@ void ProfileLabel::writeDocument(FILE* out, const unsigned char* settings) {
                  kDigitalInputCount, "],\n");
   if (!print_profile_label_initialized) print_profile_label_initialization();
   writeLimitLabels(out);
-  fputs("}\n", out);
+  out.append("}\n");
 }
 
 // "NAME":["l0","l1",...,"ln"END with each 16-byte label cleaned and escaped.
-void ProfileLabel::writeLabelList(FILE* out, const char* name, const unsigned char* settings,
-                                  size_t firstOffset, size_t stride, int count,
-                                  const char* end) {
-  fprintf(out, "\"%s\":[", name);
+void ProfileLabel::writeLabelList(DocumentFile& out, const char* name,
+                                  const unsigned char* settings, size_t firstOffset,
+                                  size_t stride, int count, const char* end) {
+  out.append("\"");
+  out.append(name);
+  out.append("\":[");
   std::string escaped;
   for (int i = 0; i < count; ++i) {
     cleanLabel(settings + firstOffset + stride * static_cast<size_t>(i), &escaped);
-    fprintf(out, "\"%s\"%s", escaped.c_str(), i + 1 < count ? "," : end);
+    appendLabel(out, escaped, i + 1 < count ? "," : end);
   }
 }
 
+// "LABEL" followed by separator; the label is already escaped.
+void ProfileLabel::appendLabel(DocumentFile& out, const std::string& escaped,
+                               const char* separator) {
+  out.append("\"");
+  out.append(escaped.data(), escaped.size());
+  out.append("\"");
+  out.append(separator);
+}
+
 // Limit labels are printed as the log exporter gave them: no blank trimming.
-void ProfileLabel::writeLimitLabels(FILE* out) {
-  fputs("\"limit_label\":[", out);
+void ProfileLabel::writeLimitLabels(DocumentFile& out) {
+  out.append("\"limit_label\":[");
   const char* table = reinterpret_cast<const char*>(limit_alarm_config_item_info);
   const size_t tableSize = sizeof(limit_alarm_config_item_info);
   std::string escaped;
@@ -148,7 +175,7 @@ void ProfileLabel::writeLimitLabels(FILE* out) {
     memcpy(label, table + start, length);
     label[length] = '\0';
     strJSON_normalize(escaped, label);
-    fprintf(out, "\"%s\"%s", escaped.c_str(), i + 1 < LIMIT_ALARM_COUNT ? "," : "]\n");
+    appendLabel(out, escaped, i + 1 < LIMIT_ALARM_COUNT ? "," : "]\n");
   }
 }
 

@@ -13,22 +13,28 @@
 #define PROFILE_PROFILELABEL_H_
 
 #include <stddef.h>
-#include <stdio.h>
 
 #include <string>
 
+#include "livedata/DocumentFile.h"
+#include "livedata/InputFile.h"
 #include "platform/logexporter.h"
 
 class ProfileLabel {
  public:
   // Length the settings file is given (ftruncate) and mapped with.
   static constexpr size_t kSettingsFileSize = 32784;
+  // Largest settings file accepted; a larger one is refused untouched.
+  static constexpr size_t kMaxSettingsFileSize = 1024 * 1024;
 
   // Writes the label document at outputPath from the programmable settings file
   // at settingsPath. Returns 0 once the settings file was mapped (also when the
   // document could not be created: it is skipped silently), -1 when the settings
   // file cannot be opened ("Cannot open file PATH" on standard error), -2 when
-  // it cannot be mapped ("Failed to mmap" on standard error).
+  // it cannot be mapped ("Failed to mmap" on standard error; also for a FIFO or
+  // a device at the path) or is larger than kMaxSettingsFileSize ("Settings file
+  // PATH is larger than N bytes, not read"). Opening never blocks. The document
+  // is formatted whole before its file is truncated.
   static int print_profile_label(const char* settingsPath, const char* outputPath);
 
   // Fills limit_alarm_config_item_info from the datamap's user data blocks 18 and
@@ -48,11 +54,12 @@ class ProfileLabel {
   static void resetLimitTableForTesting();
 
  private:
-  static int openSettingsWithRetries(const char* settingsPath);
-  static void writeDocument(FILE* out, const unsigned char* settings);
-  static void writeLabelList(FILE* out, const char* name, const unsigned char* settings,
+  static InputFile::Status openSettingsWithRetries(const char* settingsPath, int* fd);
+  static void writeDocument(DocumentFile& out, const unsigned char* settings);
+  static void writeLabelList(DocumentFile& out, const char* name, const unsigned char* settings,
                              size_t firstOffset, size_t stride, int count, const char* end);
-  static void writeLimitLabels(FILE* out);
+  static void writeLimitLabels(DocumentFile& out);
+  static void appendLabel(DocumentFile& out, const std::string& escaped, const char* separator);
   static void cleanLabel(const unsigned char* label16, std::string* escaped);
   static void fillLimitTable(const unsigned char* pqStatusBlock, unsigned char* nameBlock);
 };

@@ -4,20 +4,24 @@
 // (data/log_items.catalog), or from the file named by the environment variable
 // LOG_ITEM_CATALOG when it is set and non-empty. The variable is read at each
 // call; a file is parsed once per path and kept. A file that cannot be read or
-// parsed is reported once on standard error and then makes every lookup fail.
+// parsed is reported once on standard error and then makes every lookup fail;
+// so is a path that names no regular file (opening it never blocks) or a file
+// larger than LogItemCatalog::kMaxFileSize.
 //
 // Thread-safety: the catalogue cache is guarded by a mutex; both calls may run
 // on any thread.
 #include "platform/logexporter.h"
 
+#include <errno.h>
+#include <fcntl.h>
 #include <stddef.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
-#include <fstream>
 #include <mutex>
-#include <sstream>
 #include <string>
 
 #include "platform/host/LogItemCatalog.h"
@@ -26,6 +30,8 @@ static_assert(sizeof(LIMIT_ALARM_CONFIG_ITEM_INFO) == LIMIT_ALARM_RECORD_SIZE,
               "a limit record is 104 bytes");
 static_assert(offsetof(LIMIT_ALARM_CONFIG_ITEM_INFO, label) == LIMIT_ALARM_LABEL_OFFSET,
               "the label starts at byte 24");
+static_assert(dmhost::LogItemCatalog::kMaxFileSize == 4194304,
+              "the refusal text names the bound");
 
 namespace {
 
@@ -57,19 +63,45 @@ FileCatalog& fileCatalog() {
   return cache;
 }
 
+// Reads the catalogue file whole into *text: a regular file of at most
+// kMaxFileSize bytes, opened without blocking. Null, or why it was refused.
+const char* readCatalogFile(const std::string& path, std::string* text) {
+  const size_t maxSize = dmhost::LogItemCatalog::kMaxFileSize;
+  int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
+  if (fd < 0) return "cannot read the file";
+  struct stat status;
+  const char* refusal = nullptr;
+  if (fstat(fd, &status) != 0) {
+    refusal = "cannot read the file";
+  } else if (!S_ISREG(status.st_mode)) {
+    refusal = "not a regular file";
+  } else if (static_cast<unsigned long long>(status.st_size) > maxSize) {
+    refusal = "larger than 4194304 bytes";
+  }
+  char buffer[8192];
+  while (refusal == nullptr) {
+    ssize_t got = read(fd, buffer, sizeof buffer);
+    if (got < 0 && errno == EINTR) continue;
+    if (got < 0) refusal = "cannot read the file";
+    if (got <= 0) break;
+    text->append(buffer, static_cast<size_t>(got));
+    if (text->size() > maxSize) refusal = "larger than 4194304 bytes";  // it grew
+  }
+  close(fd);
+  return refusal;
+}
+
 // Loads path into cache (caller holds the mutex); reports a failure once.
 void loadFileCatalog(FileCatalog& cache, const std::string& path) {
   cache.path = path;
   cache.valid = false;
-  std::ifstream in(path, std::ios::binary);
-  if (!in) {
-    fprintf(stderr, "log item catalogue %s: cannot read the file\n", path.c_str());
+  std::string text;
+  if (const char* refusal = readCatalogFile(path, &text)) {
+    fprintf(stderr, "log item catalogue %s: %s\n", path.c_str(), refusal);
     return;
   }
-  std::ostringstream text;
-  text << in.rdbuf();
   std::string error;
-  if (!cache.catalog.parse(text.str(), path, &error)) {
+  if (!cache.catalog.parse(text, path, &error)) {
     fprintf(stderr, "log item catalogue %s\n", error.c_str());
     return;
   }

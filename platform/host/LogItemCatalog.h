@@ -36,6 +36,8 @@ class LogItemCatalog {
 
   // Longest name in bytes (the platform's name field holds it with a terminator).
   static constexpr size_t kMaxNameLength = 79;
+  // Largest catalogue file read (LOG_ITEM_CATALOG); a larger one is refused.
+  static constexpr size_t kMaxFileSize = 4 * 1024 * 1024;
 
   // Parses catalogue text. On a bad line returns false with *error set to
   // "ORIGIN:LINE: reason" and leaves the catalogue empty.

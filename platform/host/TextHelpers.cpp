@@ -38,6 +38,18 @@ void appendEscaped(std::string& out, unsigned char c) {
   }
 }
 
+// The CRC-16 remainder of every byte value under the reflected polynomial 0xA001.
+struct CrcTable {
+  unsigned short step[256] = {};
+  constexpr CrcTable() {
+    for (unsigned int byte = 0; byte < 256; ++byte) {
+      unsigned int crc = byte;
+      for (int bit = 0; bit < 8; ++bit) crc = (crc & 1u) ? (crc >> 1) ^ 0xA001u : crc >> 1;
+      step[byte] = static_cast<unsigned short>(crc);
+    }
+  }
+};
+
 }  // namespace
 
 // Sizes the result first, so a string that already has the capacity is
@@ -51,11 +63,12 @@ void strJSON_normalize(std::string& out, const char* in) {
   for (const char* p = in; *p != '\0'; ++p) appendEscaped(out, static_cast<unsigned char>(*p));
 }
 
+// CRC-16 (reflected polynomial 0xA001) over the len bytes ending at p, read
+// from the last byte down to the first, one table step per byte. The table is
+// the eight shift-and-xor steps of every byte value, built at compile time.
 unsigned short CRC16_down(unsigned short init, int len, const unsigned char* p) {
+  static constexpr CrcTable kTable;
   unsigned int crc = init;
-  for (int i = 0; i < len; ++i) {
-    crc ^= *(p - i);
-    for (int bit = 0; bit < 8; ++bit) crc = (crc & 1u) ? (crc >> 1) ^ 0xA001u : crc >> 1;
-  }
+  for (int i = 0; i < len; ++i) crc = (crc >> 8) ^ kTable.step[(crc ^ *(p - i)) & 0xFFu];
   return static_cast<unsigned short>(crc);
 }

@@ -1,12 +1,20 @@
-// DocumentFile: one document rewritten whole per cycle, skipped when unopenable.
+// DocumentFile: one document rewritten whole per cycle, skipped when unopenable,
+// never blocked by what stands at its path, and its write failures logged once.
+#include <errno.h>
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <stdlib.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
+#include <chrono>
 #include <string>
 
 #include "livedata/DocumentFile.h"
 #include "livedata/Globals.h"
 #include "livedata/JsonDirectory.h"
+#include "livedata/RuntimeLog.h"
 #include "tests/support/TempDir.h"
 
 using testsupport::TempDir;
@@ -29,15 +37,138 @@ TEST(DocumentFile, WritesFormattedAndAppendedText) {
             testsupport::readFile(dir.file("a.json")));
 }
 
-TEST(DocumentFile, NothingIsWrittenBeforeClose) {
+TEST(DocumentFile, NewFileIsCreatedEmptyAtOpenAndWrittenAtClose) {
   TempDir dir;
   DocumentFile doc;
   ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
   doc.append("text");
-  // "w+": created and empty right away.
   EXPECT_EQ("", testsupport::readFile(dir.file("a.json")));
   doc.close();
   EXPECT_EQ("text", testsupport::readFile(dir.file("a.json")));
+}
+
+TEST(DocumentFile, PreviousTextStaysUntilClose) {
+  TempDir dir;
+  testsupport::writeFile(dir.file("a.json"), "{\"old\":1}\n");
+  DocumentFile doc;
+  ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
+  doc.append("{\"new\":2}\n");
+  EXPECT_EQ("{\"old\":1}\n", testsupport::readFile(dir.file("a.json")));
+  doc.close();
+  EXPECT_EQ("{\"new\":2}\n", testsupport::readFile(dir.file("a.json")));
+}
+
+TEST(DocumentFile, DocumentLeftOpenKeepsItsPreviousText) {
+  TempDir dir;
+  testsupport::writeFile(dir.file("a.json"), "previous\n");
+  {
+    DocumentFile doc;
+    ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
+    doc.append("never written");
+  }
+  EXPECT_EQ("previous\n", testsupport::readFile(dir.file("a.json")));
+}
+
+TEST(DocumentFile, FifoAtThePathIsSkippedWithoutBlocking) {
+  TempDir dir;
+  std::string path = dir.file("a.json");
+  ASSERT_EQ(0, mkfifo(path.c_str(), 0600));
+  DocumentFile doc;
+  auto start = std::chrono::steady_clock::now();
+  EXPECT_FALSE(doc.open(path.c_str()));
+  EXPECT_LT(std::chrono::steady_clock::now() - start, std::chrono::seconds(1));
+  EXPECT_FALSE(doc.isOpen());
+  doc.append("ignored");
+  doc.close();
+  struct stat status;
+  ASSERT_EQ(0, lstat(path.c_str(), &status));
+  EXPECT_TRUE(S_ISFIFO(status.st_mode));
+}
+
+TEST(DocumentFile, DirectoryAtThePathIsSkipped) {
+  TempDir dir;
+  testsupport::makeDirs(dir.file("a.json"));
+  DocumentFile doc;
+  EXPECT_FALSE(doc.open(dir.file("a.json").c_str()));
+  EXPECT_FALSE(doc.isOpen());
+}
+
+TEST(DocumentFile, DeviceAtThePathIsSkippedAndLeftAlone) {
+  DocumentFile doc;
+  EXPECT_FALSE(doc.open("/dev/null"));
+  EXPECT_FALSE(doc.isOpen());
+}
+
+// Writes beyond a file-size limit fail with EFBIG (SIGXFSZ ignored): a stand-in
+// for a full disk that needs no mount. The limit also holds for the log file,
+// which stays far below it.
+class DocumentWriteFailure : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    setenv("ZUL_LOG_FILE", logPath_.c_str(), 1);
+    open_zul_log(&channel_, "livedata_update_runtime", 3, 152);
+    set_runtime_log_channel(&channel_);
+    previousHandler_ = signal(SIGXFSZ, SIG_IGN);
+    ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &saved_));
+  }
+  void TearDown() override {
+    setrlimit(RLIMIT_FSIZE, &saved_);
+    signal(SIGXFSZ, previousHandler_);
+    set_runtime_log_channel(nullptr);
+    unsetenv("ZUL_LOG_FILE");
+  }
+  void limitFileSize(rlim_t bytes) {
+    struct rlimit limit = saved_;
+    limit.rlim_cur = bytes;
+    ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
+  }
+  void liftLimit() { ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &saved_)); }
+  void writeCycle(DocumentFile& doc, const std::string& text) {
+    ASSERT_TRUE(doc.open(docPath_.c_str()));
+    doc.append(text.c_str());
+    doc.close();
+  }
+  std::string logText() {
+    std::string text;
+    testsupport::readFileIfExists(logPath_, &text);
+    return text;
+  }
+
+  TempDir dir_;
+  std::string docPath_ = dir_.file("a.json");
+  std::string logPath_ = dir_.file("log.txt");
+  ZUL_LOG_CHANNEL channel_ = {};
+  struct rlimit saved_ = {};
+  void (*previousHandler_)(int) = SIG_DFL;
+};
+
+TEST_F(DocumentWriteFailure, LoggedOnceWhenFailingStartsAndOnceWhenItEnds) {
+  DocumentFile doc;
+  std::string big(100000, 'b');
+  limitFileSize(65536);
+  writeCycle(doc, big);
+  EXPECT_TRUE(doc.isFailing());
+  writeCycle(doc, big);
+  writeCycle(doc, big);
+  const std::string failed = "livedata_update_runtime <3>: DocumentFile write failed, error=" +
+                             std::to_string(EFBIG) + " EFBIG, document may be empty or cut: " + docPath_ + "\n";
+  EXPECT_EQ(failed, logText());
+  liftLimit();
+  writeCycle(doc, big);
+  EXPECT_FALSE(doc.isFailing());
+  EXPECT_EQ(big, testsupport::readFile(docPath_));
+  writeCycle(doc, "small\n");
+  EXPECT_EQ(failed + "livedata_update_runtime <3>: DocumentFile written again: " + docPath_ + "\n",
+            logText());
+  EXPECT_EQ("small\n", testsupport::readFile(docPath_));
+}
+
+TEST_F(DocumentWriteFailure, SuccessfulWritesLogNothing) {
+  DocumentFile doc;
+  writeCycle(doc, "one\n");
+  writeCycle(doc, "two\n");
+  EXPECT_FALSE(doc.isFailing());
+  EXPECT_EQ("", logText());
 }
 
 TEST(DocumentFile, ReopeningTruncates) {

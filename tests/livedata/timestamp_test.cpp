@@ -52,6 +52,14 @@ TEST(Timestamp, OutOfRangeBytesPrintAsTheyAre) {
   EXPECT_EQ("255255-255-255 255:255:255", layout(ts, 0));
 }
 
+TEST(Timestamp, MixedWidthsKeepTheirOrder) {
+  ZUL_TIMESTAMP_8B_STRUCT ts = {100, 9, 10, 99, 0, 199, 5, 0};
+  EXPECT_EQ("10/99/10009 00:199:05", layout(ts, 1));
+  EXPECT_EQ("10009-10-99 00:199:05", layout(ts, 0));
+  char text[kTimestampTextSize];
+  EXPECT_EQ(21, sprint_out_ZUL_8byte_timestamp(text, &ts, 0));
+}
+
 TEST(Timestamp, ReturnsTheTextLength) {
   ZUL_TIMESTAMP_8B_STRUCT ts = {20, 22, 10, 5, 19, 3, 30, 0};
   char text[kTimestampTextSize];

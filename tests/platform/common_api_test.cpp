@@ -71,6 +71,29 @@ TEST(Crc16Down, SingleByteByHand) {
   EXPECT_EQ(0x807E, CRC16_down(0xFFFF, 1, &one));
 }
 
+// The eight shift-and-xor steps per byte, last byte first.
+unsigned short crcBitByBit(unsigned short init, int len, const unsigned char* p) {
+  unsigned int crc = init;
+  for (int i = 0; i < len; ++i) {
+    crc ^= *(p - i);
+    for (int bit = 0; bit < 8; ++bit) crc = (crc & 1u) ? (crc >> 1) ^ 0xA001u : crc >> 1;
+  }
+  return static_cast<unsigned short>(crc);
+}
+
+TEST(Crc16Down, EveryByteAndStartValueAgreesWithBitByBit) {
+  for (unsigned int init = 0; init < 0x10000u; init += 257u) {
+    for (unsigned int value = 0; value < 256u; ++value) {
+      const unsigned char byte = static_cast<unsigned char>(value);
+      const unsigned short start = static_cast<unsigned short>(init);
+      ASSERT_EQ(crcBitByBit(start, 1, &byte), CRC16_down(start, 1, &byte)) << init << " " << value;
+    }
+  }
+  unsigned char record[512];
+  for (size_t i = 0; i < sizeof record; ++i) record[i] = static_cast<unsigned char>(i * 131u + 7u);
+  EXPECT_EQ(crcBitByBit(0xFFFF, 510, record + 511), CRC16_down(0xFFFF, 510, record + 511));
+}
+
 // Runs body in a forked child with its own command name; the child's exit
 // status is the test result (0 = pass, else the failing step).
 int inChildNamed(const char* name, int (*body)()) {
