@@ -455,16 +455,7 @@ int JsonTemplate::_processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::strin
 
 void JsonTemplate::processFixedWidthFirstPass(std::string& out, long long pauseUs) {
   if (traceEnabled()) std::cout << templateName_ << " : fixed width fields, first pass" << std::endl;
-  for (JsonTemplateField& field : fields_) {
-    out += field.textBefore();
-    field.setOutputPosition(static_cast<int>(out.size()));
-    const std::string value = fieldValueText(field);
-    out += value;
-    templateYield();
-    traceField(field, value);
-    templateSleepMicroseconds(pauseUs);
-  }
-  out += fields_.back().textAfter();
+  writeAllFields(out, pauseUs, true);
 }
 
 void JsonTemplate::processFixedWidthSubsequentPass(std::string& out, long long pauseUs) {
@@ -489,9 +480,14 @@ void JsonTemplate::processFixedWidthSubsequentPass(std::string& out, long long p
 
 void JsonTemplate::processVariableWidth(std::string& out, long long pauseUs) {
   if (traceEnabled()) std::cout << templateName_ << " : variable width fields" << std::endl;
+  writeAllFields(out, pauseUs, false);
+}
+
+void JsonTemplate::writeAllFields(std::string& out, long long pauseUs, bool recordPositions) {
   out.clear();
   for (JsonTemplateField& field : fields_) {
     out += field.textBefore();
+    if (recordPositions) field.setOutputPosition(static_cast<int>(out.size()));
     const std::string value = fieldValueText(field);
     out += value;
     templateYield();

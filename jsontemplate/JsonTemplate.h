@@ -120,6 +120,10 @@ class JsonTemplate {
   void processFixedWidthFirstPass(std::string& out, long long pauseUs);
   void processFixedWidthSubsequentPass(std::string& out, long long pauseUs);
   void processVariableWidth(std::string& out, long long pauseUs);
+  // Writes out anew: every field's literal text and value, then the text after
+  // the last field; with recordPositions each field notes where its value begins
+  // (for the in-place passes that follow).
+  void writeAllFields(std::string& out, long long pauseUs, bool recordPositions);
   std::string fieldValueText(JsonTemplateField& field);
   bool fieldIsValid(JsonTemplateField& field);
   void traceField(const JsonTemplateField& field, const std::string& value) const;

@@ -43,6 +43,7 @@ class EnergyUpdate : public DocumentUpdater {
 
   void addFloatKeys();
   void addCounterKeys();
+  void addPeakKeys(Peak& peak, const char* bound);
   void writeBody(DocumentFile& out) override;
   // The factory settings document, rewritten even when the energy one was skipped.
   void afterDocument() override;

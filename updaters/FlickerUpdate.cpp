@@ -39,12 +39,6 @@ const char* const kSeverityMessages[2][3] = {
     {FLT32_MESSAGE("reading.flicker.plt.a"), FLT32_MESSAGE("reading.flicker.plt.b"),
      FLT32_MESSAGE("reading.flicker.plt.c")},
 };
-const char* const kVoltageMessages[2][3] = {
-    {FLT32_MESSAGE("reading.1sec.volt.an"), FLT32_MESSAGE("reading.1sec.volt.bn"),
-     FLT32_MESSAGE("reading.1sec.volt.cn")},
-    {FLT32_MESSAGE("reading.1sec.volt.ab"), FLT32_MESSAGE("reading.1sec.volt.bc"),
-     FLT32_MESSAGE("reading.1sec.volt.ca")},
-};
 
 }  // namespace
 
@@ -73,6 +67,7 @@ void FlickerUpdate::addPlainKeys() {
   for (int p = 0; p < 3; ++p) k.addLookup(pinst_[p], kPinstKeys[p]);
   for (int p = 0; p < 3; ++p) voltages_.addLookup(k, Voltages::kPhaseToNeutral, p);
   for (int p = 0; p < 3; ++p) voltages_.addLookup(k, Voltages::kPhaseToPhase, p);
+  voltages_.setReadMessages(k, FLT32_MESSAGE("%s"));
   k.addRead(resetPeakTime_, TIMESTAMP_MESSAGE("sys.timestamp.reset_flicker_peak"));
   k.addRead(runtimeTime_, TIMESTAMP_MESSAGE("reading.time.ltc"));
   k.addRead(pltCountdown_, TIMESTAMP_MESSAGE("reading.flicker.countdown_sec.plt"));
@@ -129,7 +124,7 @@ void FlickerUpdate::addExtremeKeys(int kind, int phase, Extreme& extreme, const 
 // The voltages come between the plain keys and the severities.
 int FlickerUpdate::getData() {
   keys().read(0, plainReads_);
-  voltages_.read(kVoltageMessages);
+  voltages_.read();
   keys().read(plainReads_, keys().readCount());
   return 0;
 }

@@ -29,14 +29,21 @@ class HookupVoltages {
     table.addLookup(index_[set][phase], kKeys[set][phase]);
   }
 
+  // Sets the read error texts: format (one "%s") with each key in its place.
+  void setReadMessages(DmKeyTable& table, const char* format) {
+    for (int set = 0; set < 2; ++set) {
+      for (int p = 0; p < 3; ++p) messages_[set][p] = table.keepf(format, kKeys[set][p]);
+    }
+  }
+
   // Reads the three voltages of the set the hookup picks; a failed read prints
-  // messages[set][phase] with the status and keeps the old value.
-  void read(const char* const (&messages)[2][3]) {
+  // its message with the status and keeps the old value.
+  void read() {
     const Set set = hookup_is_wye(hookup.load(std::memory_order_relaxed)) ? kPhaseToNeutral
                                                                             : kPhaseToPhase;
     for (int p = 0; p < 3; ++p) {
       value_[p].index = index_[set][p];
-      read_dm_key(value_[p], messages[set][p]);
+      read_dm_key(value_[p], messages_[set][p]);
     }
   }
 
@@ -46,6 +53,7 @@ class HookupVoltages {
   DmKey<T> value_[3];
   unsigned int index_[2][3] = {{DM_INDEX_NONE, DM_INDEX_NONE, DM_INDEX_NONE},
                                {DM_INDEX_NONE, DM_INDEX_NONE, DM_INDEX_NONE}};
+  const char* messages_[2][3] = {};
 };
 
 #endif  // UPDATERS_HOOKUPVOLTAGES_H_

@@ -36,12 +36,7 @@ const char* const kDistortionMessages[6][3] = {
 #undef DISTORTION_MESSAGES
 // Voltage and current reads name their keys in quotes.
 #define QUOTED_MESSAGE(key) "dm_read_flt64 error on \"" key "\" with error code= "
-const char* const kVoltageMessages[2][3] = {
-    {QUOTED_MESSAGE("reading.1sec.volt.an"), QUOTED_MESSAGE("reading.1sec.volt.bn"),
-     QUOTED_MESSAGE("reading.1sec.volt.cn")},
-    {QUOTED_MESSAGE("reading.1sec.volt.ab"), QUOTED_MESSAGE("reading.1sec.volt.bc"),
-     QUOTED_MESSAGE("reading.1sec.volt.ca")},
-};
+const char kVoltageMessage[] = QUOTED_MESSAGE("%s");
 const char* const kCurrentKeys[3][2] = {
     {"reading.1sec.current.a", QUOTED_MESSAGE("reading.1sec.current.a")},
     {"reading.1sec.current.b", QUOTED_MESSAGE("reading.1sec.current.b")},
@@ -71,20 +66,15 @@ ThdUpdate::ThdUpdate()
   // Lookups: per phase the phase-to-neutral key, the distortion keys and the
   // phase-to-phase key; then per phase the current and its distortion keys.
   for (int p = 0; p < 3; ++p) {
-    Distortion& distortion = voltageDistortion_[p];
     voltages_.addLookup(k, Voltages::kPhaseToNeutral, p);
-    k.addLookup(distortion.thd, kDistortionKeys[p][0]);
-    k.addLookup(distortion.kfactor, kDistortionKeys[p][1]);
-    k.addLookup(distortion.tdd, kDistortionKeys[p][2]);
+    addDistortionLookups(p, voltageDistortion_[p]);
     voltages_.addLookup(k, Voltages::kPhaseToPhase, p);
   }
   for (int p = 0; p < 3; ++p) {
     k.addLookup(current_[p], kCurrentKeys[p][0]);
-    Distortion& distortion = currentDistortion_[p];
-    k.addLookup(distortion.thd, kDistortionKeys[3 + p][0]);
-    k.addLookup(distortion.kfactor, kDistortionKeys[3 + p][1]);
-    k.addLookup(distortion.tdd, kDistortionKeys[3 + p][2]);
+    addDistortionLookups(3 + p, currentDistortion_[p]);
   }
+  voltages_.setReadMessages(k, kVoltageMessage);
   // Reads: phase A's distortion comes before the voltages (see getData), B's
   // and C's after them; then each current with its distortion.
   addDistortionReads(0, voltageDistortion_[0]);
@@ -107,6 +97,12 @@ int ThdUpdate::initDmIndex() {
   return 0;
 }
 
+void ThdUpdate::addDistortionLookups(int channel, Distortion& distortion) {
+  keys().addLookup(distortion.thd, kDistortionKeys[channel][0]);
+  keys().addLookup(distortion.kfactor, kDistortionKeys[channel][1]);
+  keys().addLookup(distortion.tdd, kDistortionKeys[channel][2]);
+}
+
 void ThdUpdate::addDistortionReads(int channel, Distortion& distortion) {
   keys().addRead(distortion.thd, kDistortionMessages[channel][0]);
   keys().addRead(distortion.kfactor, kDistortionMessages[channel][1]);
@@ -115,7 +111,7 @@ void ThdUpdate::addDistortionReads(int channel, Distortion& distortion) {
 
 int ThdUpdate::getData() {
   keys().read(0, voltageReadsAt_);
-  voltages_.read(kVoltageMessages);
+  voltages_.read();
   keys().read(voltageReadsAt_, keys().readCount());
   return 0;
 }

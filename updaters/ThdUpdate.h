@@ -41,6 +41,7 @@ class ThdUpdate : public DocumentUpdater {
 
   using Voltages = HookupVoltages<double>;
 
+  void addDistortionLookups(int channel, Distortion& distortion);
   void addDistortionReads(int channel, Distortion& distortion);
   void writeBody(DocumentFile& out) override;
   void writeHarmonicArray(const char* name, size_t offset, bool isSigned);
