@@ -18,6 +18,7 @@
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
 #include "livedata/Globals.h"
+#include "livedata/JsonDirectory.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/updaters/energy_test_data.h"
@@ -31,7 +32,7 @@ static void BM_EnergyCycle(benchmark::State& state) {
     return;
   }
   std::string webRoot = base;
-  std::string jsonDir = webRoot + "/home/korvo.web/lighttpd/www/htdocs/common_ui/json";
+  std::string jsonDir = webRoot + kJsonDirectory;
   testsupport::makeDirs(jsonDir);
   setenv("WEB_ROOT", webRoot.c_str(), 1);
   {
@@ -39,7 +40,7 @@ static void BM_EnergyCycle(benchmark::State& state) {
     energy_test::writeBlockTexts(map);
     energy_test::writeFactoryRecord(map, energy_test::factoryRecord("0000001234567890", "ACME"));
     EnergyUpdate updater;
-    updater.setJsonFile((jsonDir + "/energy_data.json").c_str());
+    updater.setJsonFile((jsonDir + "energy_data.json").c_str());
     // Key 21's read error goes to stderr every cycle; keep it out of the report.
     testsupport::StreamCapture quiet(2);
     updater.init();

@@ -2,16 +2,17 @@
 // path every cycle takes after the first): one stream reset, one scale, one write.
 #include <benchmark/benchmark.h>
 
+#include <memory>
 #include <string>
 
 #include "jsontemplate/JsonTemplate.h"
 
 namespace {
 
-JsonTemplateFieldFormat* makeFormat() {
+std::unique_ptr<JsonTemplateFieldFormat> makeFormat() {
   std::string values[JsonTemplateFieldFormat::kAttributeCount] = {
       "k", "", "", "0.5", "fixed", "3", "", "12", "", ""};
-  return new JsonTemplateFieldFormat(values);
+  return std::make_unique<JsonTemplateFieldFormat>(values);
 }
 
 void BM_FastPathDouble(benchmark::State& state) {

@@ -17,6 +17,7 @@
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
 #include "livedata/Globals.h"
+#include "platform/meter_blocks.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/TempDir.h"
 #include "updaters/FlickerUpdate.h"
@@ -109,9 +110,12 @@ void runCycles(benchmark::State& state, const char* document, uint32_t wiring,
                long long blockReads = 0) {
   testsupport::MapFixture map(catalog());
   // Harmonic arrays with values in every element.
-  unsigned char harmonicArrays[80384 - 76800];
+  using namespace meter_blocks;
+  const size_t first = harmonicPhaseOffset(0);
+  unsigned char harmonicArrays[harmonicMagnitudeOffset(kHarmonicChannels - 1) +
+                               kHarmonicArrayBytes - harmonicPhaseOffset(0)];
   for (size_t i = 0; i < sizeof harmonicArrays; ++i) harmonicArrays[i] = static_cast<unsigned char>(i * 7);
-  map.writeBlock(2, 76800, harmonicArrays, sizeof harmonicArrays);
+  map.writeBlock(kReadingsBlock, first, harmonicArrays, sizeof harmonicArrays);
   hookup.store(wiring, std::memory_order_relaxed);
   ShmDir dir;
   Updater updater;

@@ -17,6 +17,7 @@
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
 #include "livedata/Globals.h"
+#include "livedata/JsonDirectory.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/updaters/polling_test_data.h"
@@ -30,13 +31,13 @@ static void BM_PollingCycle(benchmark::State& state) {
     return;
   }
   std::string webRoot = base;
-  std::string jsonDir = webRoot + "/home/korvo.web/lighttpd/www/htdocs/common_ui/json";
+  std::string jsonDir = webRoot + kJsonDirectory;
   testsupport::makeDirs(jsonDir);
   setenv("WEB_ROOT", webRoot.c_str(), 1);
   {
     testsupport::MapFixture map(polling_test::catalog());
     PollingUpdate updater;
-    updater.setJsonFile((jsonDir + "/polling_data.json").c_str());
+    updater.setJsonFile((jsonDir + "polling_data.json").c_str());
     testsupport::StreamCapture quiet(2);
     updater.init();
     const long long readsBefore = datamap_read_count();

@@ -17,6 +17,7 @@
 #include "daemon/livedata_update_Runtime.h"
 #include "livedata/DmAccess.h"
 #include "livedata/Globals.h"
+#include "livedata/JsonDirectory.h"
 #include "platform/common_api.h"
 #include "platform/datamap.h"
 
@@ -24,7 +25,6 @@ namespace {
 
 const char kRuntimeFile[] = "/home/korvo.data/test/livedata_update_runtime.xml";
 const char kSettingsFile[] = "/home/korvo.data/root/kv7720.kps";
-const char kJsonDir[] = "/home/korvo.web/lighttpd/www/htdocs/common_ui/json/";
 
 // Datamap indexes of the three enumerations, kept for the main loop's re-reads.
 unsigned int hookupIndex = DM_INDEX_NONE;
@@ -137,7 +137,7 @@ void refreshEnumeration(unsigned int index, std::atomic<uint32_t>* target) {
 // The output path of a document: the web root the flicker updater captured,
 // then the web server's JSON directory and the file name.
 std::string documentPath(const char* fileName) {
-  return std::string(flicker->getWebRoot()) + kJsonDir + fileName;
+  return std::string(flicker->getWebRoot()) + kJsonDirectory + fileName;
 }
 
 // Registers a new updater (the vector grows by one, filled with it), clears its
@@ -163,40 +163,32 @@ void startFlicker() {
   flicker->run();
 }
 
+// Prints the debug line (if any), creates an updater, registers it with its
+// period and document and starts its thread.
+template <typename Updater>
+Updater* startUpdater(const char* debugLine, int interval, const char* fileName) {
+  if (debug && debugLine != nullptr) puts(debugLine);
+  Updater* updater = new Updater();
+  addUpdater(updater, interval);
+  updater->setJsonFile(documentPath(fileName).c_str());
+  updater->run();
+  return updater;
+}
+
 void startUpdaters() {
   startFlicker();
-
-  if (debug) puts("creating thd thread");
-  thd = new ThdUpdate();
-  addUpdater(thd, 3000);  // fixed: the runtime thd interval is not used
-  thd->setJsonFile(documentPath("thd_data.json").c_str());
-  thd->run();
-
-  if (debug) puts("creating energy thread");
-  energy = new EnergyUpdate();
-  addUpdater(energy, ldu_Runtime.energyInterval());
-  energy->setJsonFile(documentPath("energy_data.json").c_str());
-  energy->run();
-
-  phasor = new PhasorUpdate();
-  addUpdater(phasor, ldu_Runtime.phasorInterval());
-  phasor->setJsonFile(documentPath("phasor_data.json").c_str());
-  phasor->run();
-
-  if (debug) puts("creating polling thread");
-  polling = new PollingUpdate();
-  addUpdater(polling, ldu_Runtime.pollingInterval());
-  polling->setJsonFile(documentPath("polling_data.json").c_str());
-  polling->run();
+  // The THD period is fixed: the runtime file's thd interval is not used.
+  thd = startUpdater<ThdUpdate>("creating thd thread", 3000, "thd_data.json");
+  energy = startUpdater<EnergyUpdate>("creating energy thread", ldu_Runtime.energyInterval(),
+                                      "energy_data.json");
+  phasor = startUpdater<PhasorUpdate>(nullptr, ldu_Runtime.phasorInterval(), "phasor_data.json");
+  polling = startUpdater<PollingUpdate>("creating polling thread", ldu_Runtime.pollingInterval(),
+                                        "polling_data.json");
   if (debug) puts("creating led thread");
   polling->run(polling->ledThreadId(), PollingUpdate::led_process_thread);
-
-  if (debug) puts("creating symm thread");
-  symm = new SymmUpdate();
   // The symmetrical components follow the phasor period on purpose.
-  addUpdater(symm, ldu_Runtime.phasorInterval());
-  symm->setJsonFile(documentPath("symmetrical_components.json").c_str());
-  symm->run();
+  symm = startUpdater<SymmUpdate>("creating symm thread", ldu_Runtime.phasorInterval(),
+                                  "symmetrical_components.json");
 }
 
 [[noreturn]] void heartbeatLoop() {

@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include "livedata/InputFile.h"
+#include "livedata/JsonDirectory.h"
 #include "livedata/RuntimeLog.h"
 #include "profile/ProfileLabel.h"
 
@@ -17,8 +18,7 @@ livedata_update_Runtime ldu_Runtime;
 namespace {
 
 const char kRootElement[] = "livedata_update_run_time";
-const char kProfileLabelFile[] =
-    "/home/korvo.web/lighttpd/www/htdocs/common_ui/json/device_profile_label.json";
+const char kProfileLabelFile[] = "device_profile_label.json";
 constexpr int kMaxOpens = 10;
 
 // A setting's element, searched anywhere below the root.
@@ -43,7 +43,8 @@ livedata_update_Runtime::livedata_update_Runtime() {
   set_runtime_log_channel(&channel_);
   const char* web = getenv("WEB_ROOT");
   webRoot_ = web != nullptr ? web : "";
-  snprintf(profileLabelPath_, sizeof profileLabelPath_, "%s%s", webRoot_, kProfileLabelFile);
+  snprintf(profileLabelPath_, sizeof profileLabelPath_, "%s%s%s", webRoot_, kJsonDirectory,
+           kProfileLabelFile);
 }
 
 livedata_update_Runtime::~livedata_update_Runtime() {

@@ -8,6 +8,8 @@
 #include <unistd.h>
 
 #include <iostream>
+#include <memory>
+#include <utility>
 
 #include "jsontemplate/TemplatePause.h"
 #include "livedata/Globals.h"
@@ -250,99 +252,129 @@ bool JsonTemplate::parseAttributes(const std::string& text, size_t& p, std::stri
   return false;
 }
 
-int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField>& fields) {
-  const bool first = fields.empty();
-  const size_t start = first ? 0 : fields.back().getTemplateDataPositionAfterThisField();
-  const bool trace = traceEnabled();
-  if (trace) {
-    std::cout << templateName_ << " : searching from position " << start << " - "
-              << text.substr(start, 40) << "... " << std::endl;
+namespace {
+
+// Trims the attribute texts, except those whose blanks are part of the value.
+void trimAttributes(JsonTemplate::Attributes& values) {
+  for (int i = 0; i < Fmt::kAttributeCount; ++i) {
+    if (i == Fmt::kIsValidInvalidText || i == Fmt::kTimeFormat || i == Fmt::kFill) continue;
+    values[i] = trimmed(values[i]);
   }
+}
+
+// The marker's own format, or null when it gives nothing but a name.
+std::unique_ptr<JsonTemplateFieldFormat> ownFormat(const JsonTemplate::Attributes& values) {
+  for (int i = 1; i < Fmt::kAttributeCount; ++i) {
+    if (!values[i].empty()) return std::make_unique<JsonTemplateFieldFormat>(values);
+  }
+  return nullptr;
+}
+
+// A field after a defaults or comment field, or after none, applies its format;
+// otherwise it applies it only when it differs from the previous field's.
+void compareWithPrevious(JsonTemplateField& field, const JsonTemplateField* previous) {
+  if (previous == nullptr || isDefaultsOrComment(field.name()) ||
+      isDefaultsOrComment(previous->name())) {
+    field.setFormatComparison(false, true);
+    return;
+  }
+  const JsonTemplateFieldFormat* format = field.format();
+  const JsonTemplateFieldFormat* before = previous->format();
+  if (format == nullptr && before == nullptr) {
+    field.setFormatComparison(true, false);
+  } else if (format != nullptr && before != nullptr) {
+    const bool same = format->equals(before);
+    field.setFormatComparison(same, !same);
+  } else {
+    field.setFormatComparison(false, true);
+  }
+}
+
+}  // namespace
+
+void JsonTemplate::tracePosition(const char* what, size_t position, const std::string& text,
+                                 const char* after) const {
+  std::cout << templateName_ << what << position << " - " << text.substr(position, 40) << after
+            << std::endl;
+}
+
+void JsonTemplate::traceAttributes(const Attributes& values) const {
+  std::cout << "name=" << values[Fmt::kName];
+  for (int i = 1; i < Fmt::kAttributeCount; ++i) {
+    if (!values[i].empty()) std::cout << ", " << Fmt::kAttributeNames[i] << "=" << values[i];
+  }
+  std::cout << std::endl;
+}
+
+// A reserved name reads nothing ('!' in the first field sets the width mode);
+// any other name is a datamap key, with its validity key when one is given.
+JsonTemplate::FieldKeys JsonTemplate::resolveFieldKeys(const Attributes& values, bool first) {
+  FieldKeys keys;
+  const std::string& name = values[Fmt::kName];
+  if (isReservedName(name)) {
+    if (first && name[0] == '!') {
+      if (!values[Fmt::kWidth].empty()) {
+        fixedWidth_ = true;
+      } else {
+        variableWidth_ = true;
+      }
+    }
+    return keys;
+  }
+  lookupKey(name, false, &keys.index, &keys.type);
+  if (!values[Fmt::kIsValidKey].empty()) {
+    lookupKey(values[Fmt::kIsValidKey], true, &keys.validIndex, &keys.validType);
+  }
+  return keys;
+}
+
+JsonTemplateField JsonTemplate::makeField(const std::string& text, size_t start, size_t position,
+                                          size_t length, const Attributes& values,
+                                          const JsonTemplateField* previous) {
+  std::unique_ptr<JsonTemplateFieldFormat> format = ownFormat(values);
+  if (traceEnabled()) traceAttributes(values);
+  const FieldKeys keys = resolveFieldKeys(values, previous == nullptr);
+  JsonTemplateField field(values[Fmt::kName].c_str(), static_cast<unsigned int>(position),
+                          static_cast<unsigned int>(length), keys.index, keys.type,
+                          keys.validIndex, keys.validType, std::move(format), this);
+  field.setDebugMask(debugMask_);
+  field.setTextBefore(text.substr(start, position - start));
+  compareWithPrevious(field, previous);
+  return field;
+}
+
+int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField>& fields) {
+  const JsonTemplateField* previous = fields.empty() ? nullptr : &fields.back();
+  const size_t start =
+      previous == nullptr ? 0 : previous->getTemplateDataPositionAfterThisField();
+  const bool trace = traceEnabled();
+  if (trace) tracePosition(" : searching from position ", start, text, "... ");
 
   size_t scan = start;
   for (;;) {
     const size_t position = text.find(kMarker, scan, kMarkerLength);
     if (position == std::string::npos) break;
-    if (trace) {
-      std::cout << templateName_ << " : found at position " << position << " - "
-                << text.substr(position, 40) << std::endl;
-    }
+    if (trace) tracePosition(" : found at position ", position, text, "");
 
     // Attributes, until the current character is '>'.
     std::string values[Fmt::kAttributeCount];
     size_t p = position + kMarkerLength;
-    const bool terminated = parseAttributes(text, p, values, trace);
-
-    if (!terminated) {
+    if (!parseAttributes(text, p, values, trace)) {
       reportUnterminatedMarker(position, text);
       break;
     }
-
-    for (int i = 0; i < Fmt::kAttributeCount; ++i) {
-      if (i == Fmt::kIsValidInvalidText || i == Fmt::kTimeFormat || i == Fmt::kFill) continue;
-      values[i] = trimmed(values[i]);
-    }
-
-    const std::string& name = values[Fmt::kName];
-    if (name.empty()) {  // not a field: stays part of the literal text
+    trimAttributes(values);
+    if (values[Fmt::kName].empty()) {  // not a field: stays part of the literal text
       scan = p + 1;
       continue;
     }
-
-    JsonTemplateFieldFormat* format = nullptr;
-    bool hasAttributes = false;
-    for (int i = 1; i < Fmt::kAttributeCount; ++i) hasAttributes = hasAttributes || !values[i].empty();
-    if (hasAttributes) format = new JsonTemplateFieldFormat(values);
-    if (trace) {
-      std::cout << "name=" << name;
-      for (int i = 1; i < Fmt::kAttributeCount; ++i) {
-        if (!values[i].empty()) std::cout << ", " << Fmt::kAttributeNames[i] << "=" << values[i];
-      }
-      std::cout << std::endl;
-    }
-
-    int index = -1, type = 0, validIndex = -1, validType = 0;
-    if (isReservedName(name)) {
-      if (first && name[0] == '!') {
-        if (!values[Fmt::kWidth].empty()) {
-          fixedWidth_ = true;
-        } else {
-          variableWidth_ = true;
-        }
-      }
-    } else {
-      lookupKey(name, false, &index, &type);
-      if (!values[Fmt::kIsValidKey].empty()) {
-        lookupKey(values[Fmt::kIsValidKey], true, &validIndex, &validType);
-      }
-    }
-
-    const size_t length = p - position + 1;
-    JsonTemplateField field(name.c_str(), static_cast<unsigned int>(position),
-                            static_cast<unsigned int>(length), index, type, validIndex, validType,
-                            format, this);
-    field.setDebugMask(debugMask_);
-    field.setTextBefore(text.substr(start, position - start));
-    if (first || isDefaultsOrComment(name) || isDefaultsOrComment(fields.back().name())) {
-      field.setFormatComparison(false, true);
-    } else {
-      const JsonTemplateFieldFormat* previous = fields.back().format();
-      if (format == nullptr && previous == nullptr) {
-        field.setFormatComparison(true, false);
-      } else if (format != nullptr && previous != nullptr) {
-        const bool same = format->equals(previous);
-        field.setFormatComparison(same, !same);
-      } else {
-        field.setFormatComparison(false, true);
-      }
-    }
+    JsonTemplateField field = makeField(text, start, position, p - position + 1, values, previous);
     fields.push_back(field);
     return 1;
   }
 
-  if (!fields.empty() && fields.back().textAfter().empty()) {
-    fields.back().setTextAfter(
-        text.substr(fields.back().getTemplateDataPositionAfterThisField()));
+  if (previous != nullptr && previous->textAfter().empty()) {
+    fields.back().setTextAfter(text.substr(previous->getTemplateDataPositionAfterThisField()));
   }
   return 0;
 }
@@ -423,16 +455,7 @@ int JsonTemplate::_processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::strin
 
 void JsonTemplate::processFixedWidthFirstPass(std::string& out, long long pauseUs) {
   if (traceEnabled()) std::cout << templateName_ << " : fixed width fields, first pass" << std::endl;
-  for (JsonTemplateField& field : fields_) {
-    out += field.textBefore();
-    field.setOutputPosition(static_cast<int>(out.size()));
-    const std::string value = fieldValueText(field);
-    out += value;
-    templateYield();
-    traceField(field, value);
-    templateSleepMicroseconds(pauseUs);
-  }
-  out += fields_.back().textAfter();
+  writeAllFields(out, pauseUs, true);
 }
 
 void JsonTemplate::processFixedWidthSubsequentPass(std::string& out, long long pauseUs) {
@@ -457,9 +480,14 @@ void JsonTemplate::processFixedWidthSubsequentPass(std::string& out, long long p
 
 void JsonTemplate::processVariableWidth(std::string& out, long long pauseUs) {
   if (traceEnabled()) std::cout << templateName_ << " : variable width fields" << std::endl;
+  writeAllFields(out, pauseUs, false);
+}
+
+void JsonTemplate::writeAllFields(std::string& out, long long pauseUs, bool recordPositions) {
   out.clear();
   for (JsonTemplateField& field : fields_) {
     out += field.textBefore();
+    if (recordPositions) field.setOutputPosition(static_cast<int>(out.size()));
     const std::string value = fieldValueText(field);
     out += value;
     templateYield();

@@ -36,6 +36,9 @@
 
 class JsonTemplate {
  public:
+  // The attribute texts of one marker, indexed as JsonTemplateFieldFormat's.
+  using Attributes = std::string[JsonTemplateFieldFormat::kAttributeCount];
+
   // The default attribute texts: name "!Default Attributes", isValidInvalidText
   // "~", scale "1.0", float "fixed", precision "3", width "20", others empty.
   static std::string defaultAttributeValues[JsonTemplateFieldFormat::kAttributeCount];
@@ -96,11 +99,31 @@ class JsonTemplate {
   bool variableWidth() const { return variableWidth_; }
 
  private:
+  // Datamap index and type of a field's key and of its validity key (-1: none).
+  struct FieldKeys {
+    int index = -1;
+    int type = 0;
+    int validIndex = -1;
+    int validType = 0;
+  };
+
   bool parseAttributes(const std::string& text, size_t& p, std::string* values, bool trace);
+  FieldKeys resolveFieldKeys(const Attributes& values, bool first);
+  // The field of the marker at position (length bytes, literal text from start).
+  JsonTemplateField makeField(const std::string& text, size_t start, size_t position,
+                              size_t length, const Attributes& values,
+                              const JsonTemplateField* previous);
+  void tracePosition(const char* what, size_t position, const std::string& text,
+                     const char* after) const;
+  void traceAttributes(const Attributes& values) const;
   int _processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::string& out);
   void processFixedWidthFirstPass(std::string& out, long long pauseUs);
   void processFixedWidthSubsequentPass(std::string& out, long long pauseUs);
   void processVariableWidth(std::string& out, long long pauseUs);
+  // Writes out anew: every field's literal text and value, then the text after
+  // the last field; with recordPositions each field notes where its value begins
+  // (for the in-place passes that follow).
+  void writeAllFields(std::string& out, long long pauseUs, bool recordPositions);
   std::string fieldValueText(JsonTemplateField& field);
   bool fieldIsValid(JsonTemplateField& field);
   void traceField(const JsonTemplateField& field, const std::string& value) const;

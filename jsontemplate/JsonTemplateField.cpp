@@ -9,6 +9,7 @@
 #include <charconv>
 #include <iostream>
 #include <type_traits>
+#include <utility>
 
 #include "jsontemplate/JsonTemplate.h"
 #include "jsontemplate/TemplatePause.h"
@@ -109,13 +110,14 @@ void writeError(const std::string& text) {
 
 JsonTemplateField::JsonTemplateField(const char* name, unsigned int position, unsigned int length,
                                      int dmIndex, int dmType, int validIndex, int validType,
-                                     JsonTemplateFieldFormat* format, JsonTemplate* owner)
+                                     std::unique_ptr<JsonTemplateFieldFormat> format,
+                                     JsonTemplate* owner)
     : name_(name != nullptr ? name : ""),
       dmIndex_(dmIndex),
       dmType_(dmType),
       validIndex_(validIndex),
       validType_(validType),
-      format_(format),
+      format_(std::move(format)),
       sameFormatAsPrevious_(false),
       formatNeedsApplying_(true),
       owner_(owner),
@@ -142,7 +144,6 @@ JsonTemplateField::JsonTemplateField(const JsonTemplateField& other)
       dmType_(other.dmType_),
       validIndex_(other.validIndex_),
       validType_(other.validType_),
-      format_(nullptr),
       sameFormatAsPrevious_(other.sameFormatAsPrevious_),
       formatNeedsApplying_(other.formatNeedsApplying_),
       owner_(other.owner_),
@@ -200,18 +201,14 @@ JsonTemplateField& JsonTemplateField::operator=(const JsonTemplateField& other) 
 JsonTemplateField::~JsonTemplateField() {
   delete cachedSS_;
   cachedSS_ = nullptr;
-  freeFormat();
 }
 
 void JsonTemplateField::copyOwned(const JsonTemplateField& other) {
-  if (other.format_ != nullptr) format_ = new JsonTemplateFieldFormat(*other.format_);
+  if (other.format_ != nullptr) format_ = std::make_unique<JsonTemplateFieldFormat>(*other.format_);
   if (other.cachedSS_ != nullptr) setCachedSS(other.cachedSS_);
 }
 
-void JsonTemplateField::freeFormat() {
-  delete format_;
-  format_ = nullptr;
-}
+void JsonTemplateField::freeFormat() { format_.reset(); }
 
 void JsonTemplateField::initReaderTable() {
   for (Reader& reader : readers_) reader = nullptr;

@@ -21,6 +21,7 @@
 #ifndef JSONTEMPLATE_JSONTEMPLATEFIELD_H_
 #define JSONTEMPLATE_JSONTEMPLATEFIELD_H_
 
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -36,10 +37,10 @@ class JsonTemplateField {
   typedef std::string (JsonTemplateField::*Reader)(JsonTemplateField* field);
   static constexpr int kReaderCount = 31;
 
-  // format: the marker's own attributes or null; ownership passes to the field.
+  // format: the marker's own attributes or null; the field owns it.
   JsonTemplateField(const char* name, unsigned int position, unsigned int length, int dmIndex,
-                    int dmType, int validIndex, int validType, JsonTemplateFieldFormat* format,
-                    JsonTemplate* owner);
+                    int dmType, int validIndex, int validType,
+                    std::unique_ptr<JsonTemplateFieldFormat> format, JsonTemplate* owner);
   JsonTemplateField(const JsonTemplateField& other);
   JsonTemplateField& operator=(const JsonTemplateField& other);
   ~JsonTemplateField();
@@ -107,7 +108,7 @@ class JsonTemplateField {
   int dmType() const { return dmType_; }
   int validIndex() const { return validIndex_; }
   int validType() const { return validType_; }
-  JsonTemplateFieldFormat* format() const { return format_; }
+  JsonTemplateFieldFormat* format() const { return format_.get(); }
   JsonTemplateFieldFormat* defaultFormat() const { return defaultFormat_; }
   bool sameFormatAsPrevious() const { return sameFormatAsPrevious_; }
   bool formatNeedsApplying() const { return formatNeedsApplying_; }
@@ -154,7 +155,7 @@ class JsonTemplateField {
   int dmType_;
   int validIndex_;
   int validType_;
-  JsonTemplateFieldFormat* format_;
+  std::unique_ptr<JsonTemplateFieldFormat> format_;
   bool sameFormatAsPrevious_;
   bool formatNeedsApplying_;
   JsonTemplate* owner_;

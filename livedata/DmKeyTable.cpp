@@ -1,5 +1,8 @@
 #include "livedata/DmKeyTable.h"
 
+#include <stdarg.h>
+#include <stdio.h>
+
 void DmKeyTable::add(DmRecordRef record, const char* key, const char* readMessage,
                      const char* reportedKey) {
   addLookup(record, key, reportedKey);
@@ -30,4 +33,14 @@ void DmKeyTable::read(size_t first, size_t last) const {
     int status = row.record.read();
     if (status < 0) report_dm_error(row.message, status);
   }
+}
+
+const char* DmKeyTable::keepf(const char* format, ...) {
+  char text[128];
+  va_list arguments;
+  va_start(arguments, format);
+  vsnprintf(text, sizeof text, format, arguments);
+  va_end(arguments);
+  texts_.emplace_back(text);
+  return texts_.back().c_str();
 }

@@ -13,6 +13,8 @@
 
 #include <stddef.h>
 
+#include <deque>
+#include <string>
 #include <vector>
 
 #include "livedata/DmAccess.h"
@@ -61,6 +63,11 @@ class DmKeyTable {
   // Number of read rows so far: where the next addRead lands.
   size_t readCount() const { return reads_.size(); }
 
+  // A key or message built from its parts (printf format) when the rows are
+  // added: the table keeps the text and returns a pointer that lives as long as
+  // the table does.
+  const char* keepf(const char* format, ...) __attribute__((format(printf, 2, 3)));
+
  private:
   struct Lookup {
     unsigned int* index;
@@ -74,6 +81,7 @@ class DmKeyTable {
 
   std::vector<Lookup> lookups_;
   std::vector<Read> reads_;
+  std::deque<std::string> texts_;  // a deque never moves its elements
 };
 
 #endif  // LIVEDATA_DMKEYTABLE_H_

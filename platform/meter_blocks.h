@@ -13,6 +13,12 @@
 
 namespace meter_blocks {
 
+// Block numbers.
+constexpr int kTextBlock = 1;        // "shared_meter_data1"
+constexpr int kReadingsBlock = 2;    // "shared_meter_readings"
+constexpr int kLimitTableBlock = 18;
+constexpr int kLimitNameBlock = 19;
+
 // Block 1: text fields.
 constexpr size_t kTextFieldSize = 20;
 constexpr size_t kEnergyTexts = 29596;          // 5 fields: VARh Q34, VARh Q12, Wh Rec, Wh Del, VAh
@@ -56,6 +62,7 @@ constexpr size_t kLimitEnableWord = 8832;  // block 18; bit 0 = most significant
 constexpr size_t kLimitItemIds = 8840;     // block 18, 32 x uint16
 constexpr size_t kLimitSubIds = 8968;      // block 18, 32 x uint8
 constexpr size_t kLimitNames = 64;         // block 19, 32 x 80 bytes
+constexpr size_t kLimitNameSize = 80;
 
 }  // namespace meter_blocks
 

@@ -13,6 +13,7 @@
 
 #include "platform/common_api.h"
 #include "platform/datamap.h"
+#include "platform/meter_blocks.h"
 
 namespace {
 
@@ -33,12 +34,13 @@ constexpr int kAggregatorCount = 4;
 
 // Datamap user blocks. Block 18 (power-quality status) describes the limits;
 // block 19 receives the names of their log items.
-constexpr int kPqStatusBlock = 18;
-constexpr int kLimitNameBlock = 19;
-constexpr size_t kLimitEnableWord = 8832;  // bit i (0 = most significant): limit i enabled
-constexpr size_t kLimitItemIds = 8840;     // 32 native 16-bit log item ids
-constexpr size_t kLimitItemSubIds = 8968;  // 32 8-bit sub ids
-constexpr size_t kLimitNames = 64;         // within block 19: 32 names of 80 bytes
+// Their offsets are in platform/meter_blocks.h.
+using meter_blocks::kLimitEnableWord;  // bit i (0 = most significant): limit i enabled
+using meter_blocks::kLimitItemIds;
+using meter_blocks::kLimitNameBlock;
+using meter_blocks::kLimitNames;
+using meter_blocks::kLimitSubIds;
+constexpr int kPqStatusBlock = meter_blocks::kLimitTableBlock;
 constexpr uint16_t kNoLogItem = 0xFFFF;
 
 // Longest limit label printed.
@@ -225,7 +227,7 @@ void ProfileLabel::fillLimitTable(const unsigned char* pqStatusBlock, unsigned c
   for (int i = 0; i < LIMIT_ALARM_COUNT; ++i) {
     uint16_t id = 0;
     memcpy(&id, pqStatusBlock + kLimitItemIds + 2 * static_cast<size_t>(i), sizeof(id));
-    uint8_t subId = pqStatusBlock[kLimitItemSubIds + static_cast<size_t>(i)];
+    uint8_t subId = pqStatusBlock[kLimitSubIds + static_cast<size_t>(i)];
     if (id != kNoLogItem && !(id == 0 && subId == 0)) {
       LOG_ITEM_INFO info;
       if (getLogItemInfo_map(id, subId, &info) >= 0) {

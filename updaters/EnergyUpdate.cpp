@@ -3,7 +3,6 @@
 #include "livedata/Globals.h"
 #include "platform/meter_blocks.h"
 #include "updaters/FactorySettingsFile.h"
-#include "updaters/UnitSelection.h"
 
 namespace {
 
@@ -129,18 +128,8 @@ EnergyUpdate::EnergyUpdate()
   addFloatKeys();
   addCounterKeys();
   DmKeyTable& k = keys();
-  k.add(positivePeak_.value, "posmax.demand.current.watt.total",
-        "dm_read_flt64 error on key \"posmax.demand.current.watt.total\" with error code= ");
-  k.add(positivePeak_.valid, "posmax.valid.demand.current.watt.total",
-        "dm_read_flt64 error on \"posmax.valid.demand.current.watt.total\" key with error code= ");
-  k.add(positivePeak_.time, "posmax.timestamp.demand.current.watt.total",
-        "dm_read_flt64 error on \"posmax.timestamp.demand.current.watt.total\" with error code= ");
-  k.add(negativePeak_.value, "negmax.demand.current.watt.total",
-        "dm_read_flt64 error on key \"negmax.demand.current.watt.total\" with error code= ");
-  k.add(negativePeak_.valid, "negmax.valid.demand.current.watt.total",
-        "dm_read_flt64 error on \"negmax.valid.demand.current.watt.total\" key with error code= ");
-  k.add(negativePeak_.time, "negmax.timestamp.demand.current.watt.total",
-        "dm_read_flt64 error on \"negmax.timestamp.demand.current.watt.total\" with error code= ");
+  addPeakKeys(positivePeak_, "posmax");
+  addPeakKeys(negativePeak_, "negmax");
   addFrameKeys(kEnergyFrameMessages);
   k.add(energyResetTime_, "sys.timestamp.reset_energy",
         "dm_read_flt64 error on \"sys.timestamp.reset_energy\" with error code= ");
@@ -148,8 +137,7 @@ EnergyUpdate::EnergyUpdate()
         "dm_read_flt64 error on \"sys.timestamp.reset_hsi_accumulator\" with error code= ");
   k.add(peakDemandResetTime_, "sys.timestamp.reset_demand_peak",
         "dm_read_flt64 error on \"sys.timestamp.reset_demand_peak\" with error code= ");
-  k.add(ptRatio_, "dev.pt.pn.ratio", "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
-  k.add(ctRatio_, "dev.ct.abc.ratio", "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
+  ratios_.addTo(k);
 }
 
 // Ends the updater thread before the members it uses go away.
@@ -172,6 +160,21 @@ void EnergyUpdate::addCounterKeys() {
   for (int i = 0; i < 4; ++i) {
     keys().add(aggregators_[i], kAggregatorKeys[i][0], kAggregatorKeys[i][1]);
   }
+}
+
+// Value, validity and time of the peak whose keys start with bound; the three
+// read errors place "key" differently (the firmware's texts).
+void EnergyUpdate::addPeakKeys(Peak& peak, const char* bound) {
+  DmKeyTable& k = keys();
+  k.add(peak.value, k.keepf("%s.demand.current.watt.total", bound),
+        k.keepf("dm_read_flt64 error on key \"%s.demand.current.watt.total\" with error code= ",
+                bound));
+  k.add(peak.valid, k.keepf("%s.valid.demand.current.watt.total", bound),
+        k.keepf("dm_read_flt64 error on \"%s.valid.demand.current.watt.total\" key with error "
+                "code= ", bound));
+  k.add(peak.time, k.keepf("%s.timestamp.demand.current.watt.total", bound),
+        k.keepf("dm_read_flt64 error on \"%s.timestamp.demand.current.watt.total\" with error "
+                "code= ", bound));
 }
 
 int EnergyUpdate::initDmIndex() {
@@ -237,7 +240,7 @@ void EnergyUpdate::writePeak(const Peak& peak, bool last) {
     document().append(last ? "\"n/a\",\"n/a\"],\n" : "\"n/a\",\"n/a\",");
     return;
   }
-  const UnitSelection units(ptRatio_.value, ctRatio_.value);
+  const UnitSelection units = ratios_.units();
   document().printf("\"%.3f%s\",", peak.value.value / units.powers().divisor,
                     units.powers().suffix);
   document().append("\"");

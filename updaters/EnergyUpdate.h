@@ -19,6 +19,7 @@
 #include <stddef.h>
 
 #include "livedata/DocumentUpdater.h"
+#include "updaters/TransformerRatios.h"
 
 class EnergyUpdate : public DocumentUpdater {
  public:
@@ -42,6 +43,7 @@ class EnergyUpdate : public DocumentUpdater {
 
   void addFloatKeys();
   void addCounterKeys();
+  void addPeakKeys(Peak& peak, const char* bound);
   void writeBody(DocumentFile& out) override;
   // The factory settings document, rewritten even when the energy one was skipped.
   void afterDocument() override;
@@ -62,8 +64,7 @@ class EnergyUpdate : public DocumentUpdater {
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> energyResetTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> accumulatorResetTime_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> peakDemandResetTime_;
-  DmKey<unsigned int> ptRatio_;
-  DmKey<unsigned int> ctRatio_;
+  TransformerRatios ratios_;
 
   const unsigned char* sharedMeterData1_ = nullptr;
   const unsigned char* sharedMeterReadings_ = nullptr;

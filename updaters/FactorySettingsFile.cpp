@@ -7,12 +7,19 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "livedata/JsonDirectory.h"
 #include "platform/common_api.h"
+#include "platform/meter_blocks.h"
 
 char sys_config_jsonfile[256];
 char sys_config_jsonfile_dir[256];
 
 namespace {
+
+using meter_blocks::kFactoryFieldSize;
+using meter_blocks::kFactoryOem;
+using meter_blocks::kFactoryRecord;
+using meter_blocks::kFactorySerial;
 
 // The document is small and fixed in shape: two 16-byte texts plus the frame.
 constexpr int kDocumentSize = 384;
@@ -33,20 +40,21 @@ void writeAll(int fd, const char* text, size_t length) {
 }  // namespace
 
 void FactorySettingsFile::setPaths(const char* webRoot) {
-  snprintf(sys_config_jsonfile, sizeof sys_config_jsonfile,
-           "%s%s/lighttpd/www/htdocs/common_ui/json/meter_factory_setting.json", webRoot,
-           "/home/korvo.web");
-  snprintf(sys_config_jsonfile_dir, sizeof sys_config_jsonfile_dir,
-           "%s%s/lighttpd/www/htdocs/common_ui/json", webRoot, "/home/korvo.web");
+  snprintf(sys_config_jsonfile, sizeof sys_config_jsonfile, "%s%smeter_factory_setting.json",
+           webRoot, kJsonDirectory);
+  // The directory without its trailing '/'.
+  snprintf(sys_config_jsonfile_dir, sizeof sys_config_jsonfile_dir, "%s%.*s", webRoot,
+           static_cast<int>(sizeof kJsonDirectory - 2), kJsonDirectory);
 }
 
 unsigned short FactorySettingsFile::storedChecksum(const unsigned char* block) {
   // The meter stores the word big-endian; read it so on every machine.
-  return static_cast<unsigned short>((block[kChecksumOffset] << 8) | block[kChecksumOffset + 1]);
+  return static_cast<unsigned short>((block[kFactoryRecord] << 8) | block[kFactoryRecord + 1]);
 }
 
 unsigned short FactorySettingsFile::computedChecksum(const unsigned char* block) {
-  return CRC16_down(0xFFFF, kChecksumLength, block + kRecordLastByte);
+  return CRC16_down(0xFFFF, meter_blocks::kFactoryChecksumLength,
+                    block + meter_blocks::kFactoryRecordLastByte);
 }
 
 int FactorySettingsFile::format(const unsigned char* block, char* text, int size) {
@@ -59,13 +67,13 @@ int FactorySettingsFile::format(const unsigned char* block, char* text, int size
                     "}\n");
   }
   // Serial numbers stored with six leading zeros are published without them.
-  const char* serial = reinterpret_cast<const char*>(block + kSerialOffset);
-  int serialLength = kFieldSize;
+  const char* serial = reinterpret_cast<const char*>(block + kFactorySerial);
+  int serialLength = kFactoryFieldSize;
   if (memcmp(serial, "000000", 6) == 0) {
     serial += 6;
     serialLength -= 6;
   }
-  const char* oem = reinterpret_cast<const char*>(block + kOemOffset);
+  const char* oem = reinterpret_cast<const char*>(block + kFactoryOem);
   // "%.*s" stops at a NUL inside the field and never reads past it.
   return snprintf(text, static_cast<size_t>(size),
                   "{\n"
@@ -74,7 +82,7 @@ int FactorySettingsFile::format(const unsigned char* block, char* text, int size
                   "\"serial_number\":\"%.*s\",\n"
                   "\"oem_string\":\"%.*s\"\n"
                   "}\n",
-                  0u, 1u, 6u, serialLength, serial, kFieldSize, oem);
+                  0u, 1u, 6u, serialLength, serial, kFactoryFieldSize, oem);
 }
 
 void FactorySettingsFile::write(const unsigned char* block) {

@@ -2,11 +2,9 @@
 // number and OEM text of the factory record in the shared_meter_readings block,
 // published only when the record's stored checksum matches its contents.
 //
-// Record layout (byte offsets in block 2):
-//   59904  16-bit stored checksum, big-endian on every machine
-//   60352  serial number, 16 bytes, not necessarily NUL-terminated
-//   60368  OEM text, 16 bytes, not necessarily NUL-terminated
-//   60415  last byte of the record; the checksum walks down from here over 510 bytes
+// The record's layout is in platform/meter_blocks.h: a big-endian stored
+// checksum, the serial number and the OEM text (16 bytes each, not necessarily
+// NUL-terminated); the checksum walks down from the record's last byte.
 //
 // The energy updater fills the path buffers once in its initDmIndex and calls
 // write() at the end of every displayData.
@@ -22,14 +20,6 @@ extern char sys_config_jsonfile_dir[256];
 
 class FactorySettingsFile {
  public:
-  // Byte positions of the record in the shared_meter_readings block.
-  static constexpr unsigned kChecksumOffset = 59904;
-  static constexpr unsigned kSerialOffset = 60352;
-  static constexpr unsigned kOemOffset = 60368;
-  static constexpr unsigned kRecordLastByte = 60415;
-  static constexpr int kChecksumLength = 510;
-  static constexpr int kFieldSize = 16;
-
   // Fills sys_config_jsonfile and sys_config_jsonfile_dir below webRoot.
   static void setPaths(const char* webRoot);
 

@@ -13,23 +13,21 @@
 #ifndef UPDATERS_FLICKERUPDATE_H_
 #define UPDATERS_FLICKERUPDATE_H_
 
-#include <stdint.h>
-
 #include <stddef.h>
 
 #include "livedata/DocumentUpdater.h"
+#include "updaters/HookupVoltages.h"
 
 class FlickerUpdate : public DocumentUpdater {
  public:
   FlickerUpdate();
   ~FlickerUpdate() override;
 
-  // Resolves every key once; failures are reported and skipped. Returns 0.
-  int initDmIndex() override;
   // Reads every key; failures are reported and the old value stays. Returns 0.
   int getData() override;
 
  private:
+  enum { kPst = 0, kPlt = 1 };
   // A maximum or minimum: its value, whether it is valid and when it occurred.
   struct Extreme {
     DmKey<float> value;
@@ -42,14 +40,12 @@ class FlickerUpdate : public DocumentUpdater {
     Extreme max;
     Extreme min;
   };
+  using Voltages = HookupVoltages<float>;
 
   void addPlainKeys();
-  void resolveSeverities();
-  void readVoltages();
+  void addSeverityKeys(int kind);
+  void addExtremeKeys(int kind, int phase, Extreme& extreme, const char* bound);
   void writeBody(DocumentFile& out) override;
-  void resolveExtremes(const char* kind, int phase, Severity& severity);
-  void readSeverities(int kind, Severity* severities);
-  void readExtreme(Extreme& extreme, int kind, int which, int phase);
   void writeSeverities(const char* name, const Severity* severities, const char* time);
 
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> resetPeakTime_;
@@ -61,18 +57,11 @@ class FlickerUpdate : public DocumentUpdater {
   // Starts at 120 V and keeps the last value read, as a failed read leaves it.
   DmKey<float> nominalVoltage_{DM_INDEX_NONE, 120.0f};
   DmKey<float> pinst_[3];
-  // The three published voltages; each read uses one of the two index sets.
-  DmKey<float> voltage_[3];
-  unsigned int phaseToNeutralIndex_[3] = {DM_INDEX_NONE, DM_INDEX_NONE, DM_INDEX_NONE};
-  unsigned int phaseToPhaseIndex_[3] = {DM_INDEX_NONE, DM_INDEX_NONE, DM_INDEX_NONE};
-  DmKey<bool> pstValid_;  // read, never published
-  DmKey<bool> pltValid_;  // read, never published
-  Severity pst_[3];
-  Severity plt_[3];
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> pstTime_;
-  DmKey<ZUL_TIMESTAMP_8B_STRUCT> pltTime_;
-  // Rows of the key table before the severities (lookups, reads).
-  size_t plainLookups_ = 0;
+  Voltages voltages_;
+  DmKey<bool> valid_[2];  // per kind; read, never published
+  Severity severity_[2][3];
+  DmKey<ZUL_TIMESTAMP_8B_STRUCT> time_[2];
+  // Read rows of the key table before the voltages.
   size_t plainReads_ = 0;
 };
 

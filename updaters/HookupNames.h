@@ -15,4 +15,8 @@ extern const char* const hookup_str[6];
 // hookup_str[code], or the empty name for codes past the table.
 const char* hookup_name(uint32_t code);
 
+// Wye (0) and 2.5 element wye (3) hookups have a neutral: their pages show the
+// phase-to-neutral voltages, every other hookup the phase-to-phase ones.
+inline bool hookup_is_wye(uint32_t code) { return code == 0 || code == 3; }
+
 #endif  // UPDATERS_HOOKUPNAMES_H_

@@ -4,47 +4,32 @@ namespace {
 
 using Phase = PhaseKeys::Phase;
 
-// The quantities in lookup order, with their keys for phases a, b, c and read
-// messages ("volt" for the three magnitudes).
+// The quantities in lookup order: the key of phase p is key with the phase's
+// channel (an/bn/cn, ab/bc/ca or a/b/c) in place of "%s"; the read error
+// names the firmware's field data.phase<p>.<field> ("volt" for the three
+// magnitudes).
 struct Quantity {
   DmKey<double> Phase::*record;
   bool isPower;
-  const char* keys[3];
-  const char* messages[3];
+  const char* key;
+  const char* const* channels;
+  const char* field;
 };
 
-#define PHASE_MESSAGES(field)                                   \
-  {"dm_read_flt64 error on data.phasea." field " with error code= ", \
-   "dm_read_flt64 error on data.phaseb." field " with error code= ", \
-   "dm_read_flt64 error on data.phasec." field " with error code= "}
+const char* const kToNeutral[3] = {"an", "bn", "cn"};
+const char* const kToPhase[3] = {"ab", "bc", "ca"};
+const char* const kPhase[3] = {"a", "b", "c"};
 
 const Quantity kQuantities[8] = {
-    {&Phase::vln, false, {"reading.1sec.volt.an", "reading.1sec.volt.bn", "reading.1sec.volt.cn"},
-     PHASE_MESSAGES("volt")},
-    {&Phase::vll, false, {"reading.1sec.volt.ab", "reading.1sec.volt.bc", "reading.1sec.volt.ca"},
-     PHASE_MESSAGES("volt")},
-    {&Phase::current, false,
-     {"reading.1sec.current.a", "reading.1sec.current.b", "reading.1sec.current.c"},
-     PHASE_MESSAGES("volt")},
-    {&Phase::watt, true,
-     {"reading.1sec.power.watt.a", "reading.1sec.power.watt.b", "reading.1sec.power.watt.c"},
-     PHASE_MESSAGES("watt")},
-    {&Phase::va, true,
-     {"reading.1sec.power.va.a", "reading.1sec.power.va.b", "reading.1sec.power.va.c"},
-     PHASE_MESSAGES("va")},
-    {&Phase::vlnAngle, false,
-     {"reading.02sec.volt.an.phase", "reading.02sec.volt.bn.phase", "reading.02sec.volt.cn.phase"},
-     PHASE_MESSAGES("vangle")},
-    {&Phase::vllAngle, false,
-     {"reading.02sec.volt.ab.phase", "reading.02sec.volt.bc.phase", "reading.02sec.volt.ca.phase"},
-     PHASE_MESSAGES("vangle_vpp")},
-    {&Phase::currentAngle, false,
-     {"reading.02sec.current.a.phase", "reading.02sec.current.b.phase",
-      "reading.02sec.current.c.phase"},
-     PHASE_MESSAGES("iangle")},
+    {&Phase::vln, false, "reading.1sec.volt.%s", kToNeutral, "volt"},
+    {&Phase::vll, false, "reading.1sec.volt.%s", kToPhase, "volt"},
+    {&Phase::current, false, "reading.1sec.current.%s", kPhase, "volt"},
+    {&Phase::watt, true, "reading.1sec.power.watt.%s", kPhase, "watt"},
+    {&Phase::va, true, "reading.1sec.power.va.%s", kPhase, "va"},
+    {&Phase::vlnAngle, false, "reading.02sec.volt.%s.phase", kToNeutral, "vangle"},
+    {&Phase::vllAngle, false, "reading.02sec.volt.%s.phase", kToPhase, "vangle_vpp"},
+    {&Phase::currentAngle, false, "reading.02sec.current.%s.phase", kPhase, "iangle"},
 };
-
-#undef PHASE_MESSAGES
 
 enum { kVln, kVll, kCurrent, kWatt, kVa, kVlnAngle, kVllAngle, kCurrentAngle };
 
@@ -67,7 +52,7 @@ void PhaseKeys::addLookups(DmKeyTable& table, Phase* phases, bool withPowers) {
   for (int p = 0; p < 3; ++p) {
     for (const Quantity& q : kQuantities) {
       if (q.isPower && !withPowers) continue;
-      table.addLookup(phases[p].*q.record, q.keys[p]);
+      table.addLookup(phases[p].*q.record, table.keepf(q.key, q.channels[p]));
     }
   }
 }
@@ -78,8 +63,18 @@ void PhaseKeys::addReads(DmKeyTable& table, Phase* phases, bool withPowers) {
       for (const int* q = group; *q >= 0; ++q) {
         const Quantity& quantity = kQuantities[*q];
         if (quantity.isPower && !withPowers) continue;
-        table.addRead(phases[p].*quantity.record, quantity.messages[p]);
+        table.addRead(phases[p].*quantity.record,
+                      table.keepf("dm_read_flt64 error on data.phase%s.%s with error code= ",
+                                  kPhase[p], quantity.field));
       }
     }
   }
+}
+
+void PhaseKeys::addFrequencyAndPhases(DmKeyTable& table, DmKey<double>& frequency,
+                                      Phase* phases, bool withPowers) {
+  table.add(frequency, "reading.1sec.freq",
+            "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
+  addLookups(table, phases, withPowers);
+  addReads(table, phases, withPowers);
 }

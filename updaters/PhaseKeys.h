@@ -27,6 +27,10 @@ class PhaseKeys {
   // blank before "error" (the firmware's text).
   static const char* const kFrameMessages[3];
 
+  // The frequency row ("reading.1sec.freq") and the phases' rows, as both pages
+  // begin their tables.
+  static void addFrequencyAndPhases(DmKeyTable& table, DmKey<double>& frequency, Phase* phases,
+                                    bool withPowers);
   // Lookup rows, phase by phase: vln, vll, current, [watt, va,] vlnAngle,
   // vllAngle, currentAngle.
   static void addLookups(DmKeyTable& table, Phase* phases, bool withPowers);

@@ -2,32 +2,13 @@
 
 #include "livedata/Globals.h"
 #include "updaters/HookupNames.h"
-
-namespace {
-
-// An angle below 0 gets 360 added once; the record keeps the result.
-void normaliseAngle(DmKey<double>& angle) {
-  if (angle.value < 0.0) angle.value += 360.0;
-}
-
-// Voltage angle minus current angle, brought into -180..180.
-double angleDifference(double voltageAngle, double currentAngle) {
-  double difference = voltageAngle - currentAngle;
-  if (difference > 180.0) difference -= 360.0;
-  if (difference < -180.0) difference += 360.0;
-  return difference;
-}
-
-}  // namespace
+#include "updaters/PhaseAngles.h"
 
 // Lookups and reads share their order except for the phases (see PhaseKeys).
 PhasorUpdate::PhasorUpdate()
     : DocumentUpdater(0, {"PhasorUpdate init...\n", "PhasorUpdate displayData...\n"}) {
   DmKeyTable& k = keys();
-  k.add(frequency_, "reading.1sec.freq",
-        "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
-  PhaseKeys::addLookups(k, phase_, true);
-  PhaseKeys::addReads(k, phase_, true);
+  PhaseKeys::addFrequencyAndPhases(k, frequency_, phase_, true);
   k.add(vaux_, "reading.1sec.volt.aux", "dm_read_flt64 error on data.vauxrms with error code= ");
   k.add(vauxAngle_, "reading.02sec.volt.aux.phase",
         "dm_read_flt64 error on data.vauxangle with error code= ");
@@ -35,8 +16,7 @@ PhasorUpdate::PhasorUpdate()
   k.add(iauxAngle_, "reading.02sec.current.x.phase",
         "dm_read_flt64 error on data.iauxangle with error code= ");
   addFrameKeys(PhaseKeys::kFrameMessages);
-  k.add(ptRatio_, "dev.pt.pn.ratio", "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
-  k.add(ctRatio_, "dev.ct.abc.ratio", "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
+  ratios_.addTo(k);
   k.add(ptAuxRatio_, "dev.pt.aux.ratio",
         "dm_read_uint32 error on dev.pt.aux.ratio with error code= ");
   // The auxiliary CT ratio's lookup failure names the phase CT ratio.
@@ -74,8 +54,8 @@ void PhasorUpdate::writePowers(const UnitSelection::Unit& unit) {
 // writes them and the three voltage-minus-current differences.
 void PhasorUpdate::writeAngles(DmKey<double> Phase::*voltageAngle) {
   for (Phase& phase : phase_) {
-    normaliseAngle(phase.*voltageAngle);
-    normaliseAngle(phase.currentAngle);
+    (phase.*voltageAngle).value = PhaseAngles::normalised((phase.*voltageAngle).value);
+    phase.currentAngle.value = PhaseAngles::normalised(phase.currentAngle.value);
   }
   const double va = (phase_[0].*voltageAngle).value;
   const double vb = (phase_[1].*voltageAngle).value;
@@ -86,15 +66,15 @@ void PhasorUpdate::writeAngles(DmKey<double> Phase::*voltageAngle) {
   document().printf(
       "\"%.3f Deg\",\"%.3f Deg\",\"%.3f Deg\",\"%.3f Deg\",\"%.3f Deg\",\"%.3f Deg\","
       "\"%.3f Deg\",\"%.3f Deg\",\"%.3f Deg\"],\n",
-      va, vb, vc, ia, ib, ic, angleDifference(va, ia), angleDifference(vb, ib),
-      angleDifference(vc, ic));
+      va, vb, vc, ia, ib, ic, PhaseAngles::difference(va, ia), PhaseAngles::difference(vb, ib),
+      PhaseAngles::difference(vc, ic));
 }
 
 // Delta hookups have no per-phase powers. With CTs on two or three phases (1, 2)
 // the meter measures no Vbc: its magnitude moves to Vca, whose angle becomes
 // Vbc's plus 180 (0 when there is no voltage). The stored values change.
 void PhasorUpdate::adjustForHookup(uint32_t wiring) {
-  if (wiring == 0 || wiring == 3) return;
+  if (hookup_is_wye(wiring)) return;
   if (wiring == 1 || wiring == 2) {
     Phase& b = phase_[1];
     Phase& c = phase_[2];
@@ -122,7 +102,7 @@ void PhasorUpdate::writeAuxiliary() {
 
 void PhasorUpdate::writeBody(DocumentFile& out) {
   const uint32_t wiring = hookup.load(std::memory_order_relaxed);
-  const UnitSelection units(ptRatio_.value, ctRatio_.value);
+  const UnitSelection units = ratios_.units();
   out.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   out.printf("\"hookup\":\"%s\",\n", hookup_name(wiring));
 

@@ -16,7 +16,7 @@
 
 #include "livedata/DocumentUpdater.h"
 #include "updaters/PhaseKeys.h"
-#include "updaters/UnitSelection.h"
+#include "updaters/TransformerRatios.h"
 
 class PhasorUpdate : public DocumentUpdater {
  public:
@@ -40,8 +40,7 @@ class PhasorUpdate : public DocumentUpdater {
   DmKey<double> vauxAngle_;
   DmKey<double> iaux_;
   DmKey<double> iauxAngle_;
-  DmKey<unsigned int> ptRatio_;
-  DmKey<unsigned int> ctRatio_;
+  TransformerRatios ratios_;
   DmKey<unsigned int> ptAuxRatio_;
   DmKey<unsigned int> ctAuxRatio_;
 };

@@ -88,8 +88,7 @@ PollingUpdate::PollingUpdate()
   addFrameKeys(kCommonFrameMessages);
   k.add(thermalPeakResetTime_, "sys.timestamp.reset_thermal_peak.max",
         "dm_read_timestamp_b8 error on \"sys.timestamp.reset_thermal_peak.max\" with error code= ");
-  k.add(ptRatio_, "dev.pt.pn.ratio", "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
-  k.add(ctRatio_, "dev.ct.abc.ratio", "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
+  ratios_.addTo(k);
 }
 
 PollingUpdate::~PollingUpdate() {
@@ -244,7 +243,7 @@ void PollingUpdate::writeBody(DocumentFile& out) {
     unsigned high = static_cast<unsigned>(samples_[slot].load(std::memory_order_relaxed)) >> 8;
     out.printf(slot < kSamples - 1 ? "\"%u\"," : "\"%u\"],\n", high);
   }
-  const UnitSelection units(ptRatio_.value, ctRatio_.value);
+  const UnitSelection units = ratios_.units();
   writeFamily(kVolts, units.volts());
   writeFamily(kCurrents, units.amps());
   writeFamily(kWatts, units.powers());

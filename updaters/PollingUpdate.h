@@ -28,7 +28,7 @@
 
 #include "livedata/DocumentUpdater.h"
 #include "livedata/EventWaiter.h"
-#include "updaters/UnitSelection.h"
+#include "updaters/TransformerRatios.h"
 
 class PollingUpdate : public DocumentUpdater {
  public:
@@ -89,8 +89,7 @@ class PollingUpdate : public DocumentUpdater {
   DmTextKey powerFactors_[4];
   DmTextKey powerFactorDisplay_;
   DmKey<ZUL_TIMESTAMP_8B_STRUCT> thermalPeakResetTime_;
-  DmKey<unsigned int> ptRatio_;
-  DmKey<unsigned int> ctRatio_;
+  TransformerRatios ratios_;
   DmKey<unsigned short> hookup_;
   DmKey<unsigned short> frequencyType_;
   DmKey<unsigned short> phaseSequence_;

@@ -2,6 +2,7 @@
 
 #include "livedata/Globals.h"
 #include "updaters/HookupNames.h"
+#include "updaters/PhaseAngles.h"
 
 namespace {
 
@@ -23,26 +24,13 @@ const char* const kSequenceKeys[2][3][2][2] = {
 const char* const kSequenceNames[3] = {"zero_sequence", "positive_sequence",
                                        "negative_sequence"};
 
-// An angle below 0 gets 360 added once.
-double normalisedAngle(double angle) { return angle < 0.0 ? angle + 360.0 : angle; }
-
-// angle + by, less 360 once when the sum is above 360 (exactly 360 stays).
-double rotatedAngle(double angle, double by) {
-  double sum = angle + by;
-  if (sum > 360.0) sum -= 360.0;
-  return sum;
-}
-
 }  // namespace
 
 // Lookups and reads share their order except for the phases (see PhaseKeys).
 SymmUpdate::SymmUpdate()
     : DocumentUpdater(0, {"SymmUpdate init...\n", "PhasorUpdate displayData...\n"}) {
   DmKeyTable& k = keys();
-  k.add(frequency_, "reading.1sec.freq",
-        "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
-  PhaseKeys::addLookups(k, phase_, false);
-  PhaseKeys::addReads(k, phase_, false);
+  PhaseKeys::addFrequencyAndPhases(k, frequency_, phase_, false);
   Sequence* const quantities[2] = {voltage_, current_};
   for (int q = 0; q < 2; ++q) {
     for (int s = 0; s < 3; ++s) {
@@ -52,8 +40,7 @@ SymmUpdate::SymmUpdate()
     }
   }
   addFrameKeys(PhaseKeys::kFrameMessages);
-  k.add(ptRatio_, "dev.pt.pn.ratio", "dm_read_uint32 error on dev.pt.pn.ratio with error code= ");
-  k.add(ctRatio_, "dev.ct.abc.ratio", "dm_read_uint32 error on dev.ct.abc.ratio with error code= ");
+  ratios_.addTo(k);
 }
 
 // Ends the updater thread before the members it uses go away.
@@ -66,12 +53,12 @@ SymmUpdate::~SymmUpdate() { stop(); }
 void SymmUpdate::writeSequences(const char* quantity, Sequence* sequences,
                                 const UnitSelection::Unit& unit) {
   static const double kTurns[3][2] = {{0.0, 0.0}, {120.0, 240.0}, {240.0, 120.0}};
-  for (int s = 0; s < 3; ++s) sequences[s].angle.value = normalisedAngle(sequences[s].angle.value);
+  for (int s = 0; s < 3; ++s) sequences[s].angle.value = PhaseAngles::normalised(sequences[s].angle.value);
   for (int s = 0; s < 3; ++s) {
     const double magnitude = sequences[s].magnitude.value / unit.divisor;
     const double angle = sequences[s].angle.value;
-    const double second = s == kZero ? angle : rotatedAngle(angle, kTurns[s][0]);
-    const double third = s == kZero ? angle : rotatedAngle(angle, kTurns[s][1]);
+    const double second = s == kZero ? angle : PhaseAngles::rotated(angle, kTurns[s][0]);
+    const double third = s == kZero ? angle : PhaseAngles::rotated(angle, kTurns[s][1]);
     document().printf(
         "\"%s_%s\":[\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.2f Deg\",\"%.2f Deg\",\"%.2f Deg\"],\n",
         quantity, kSequenceNames[s], magnitude, unit.suffix, magnitude, unit.suffix, magnitude,
@@ -82,14 +69,14 @@ void SymmUpdate::writeSequences(const char* quantity, Sequence* sequences,
 // Voltage sequences, then the phasors: phase-to-neutral for wye hookups (0, 3),
 // phase-to-phase for all others, their angles normalised in a working copy.
 void SymmUpdate::writeVoltages(uint32_t wiring) {
-  const UnitSelection::Unit unit = UnitSelection::voltsFor(ptRatio_.value);
+  const UnitSelection::Unit unit = ratios_.units().volts();
   writeSequences("voltage", voltage_, unit);
-  const bool wye = wiring == 0 || wiring == 3;
+  const bool wye = hookup_is_wye(wiring);
   double magnitude[3];
   double angle[3];
   for (int p = 0; p < 3; ++p) {
     magnitude[p] = (wye ? phase_[p].vln.value : phase_[p].vll.value) / unit.divisor;
-    angle[p] = normalisedAngle(wye ? phase_[p].vlnAngle.value : phase_[p].vllAngle.value);
+    angle[p] = PhaseAngles::normalised(wye ? phase_[p].vlnAngle.value : phase_[p].vllAngle.value);
   }
   const char* s = unit.suffix;
   document().printf(
@@ -100,9 +87,9 @@ void SymmUpdate::writeVoltages(uint32_t wiring) {
 
 // Current sequences and phasors; the stored current angles are normalised.
 void SymmUpdate::writeCurrents() {
-  const UnitSelection::Unit unit = UnitSelection::ampsFor(ctRatio_.value);
+  const UnitSelection::Unit unit = ratios_.units().amps();
   for (PhaseKeys::Phase& phase : phase_) {
-    phase.currentAngle.value = normalisedAngle(phase.currentAngle.value);
+    phase.currentAngle.value = PhaseAngles::normalised(phase.currentAngle.value);
   }
   writeSequences("current", current_, unit);
   const double d = unit.divisor;

@@ -16,7 +16,7 @@
 
 #include "livedata/DocumentUpdater.h"
 #include "updaters/PhaseKeys.h"
-#include "updaters/UnitSelection.h"
+#include "updaters/TransformerRatios.h"
 
 class SymmUpdate : public DocumentUpdater {
  public:
@@ -40,8 +40,7 @@ class SymmUpdate : public DocumentUpdater {
   PhaseKeys::Phase phase_[3];
   Sequence voltage_[3];  // zero, positive, negative
   Sequence current_[3];
-  DmKey<unsigned int> ptRatio_;
-  DmKey<unsigned int> ctRatio_;
+  TransformerRatios ratios_;
 };
 
 #endif  // UPDATERS_SYMMUPDATE_H_

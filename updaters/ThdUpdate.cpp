@@ -13,10 +13,6 @@ using meter_blocks::kHarmonicArrayLength;
 // Voltage channels A, B, C then current channels A, B, C as the document names them.
 const char* const kFieldNames[6] = {"voltA",    "voltB",    "voltC",
                                     "currentA", "currentB", "currentC"};
-const char* const kPhaseToNeutralKeys[3] = {"reading.1sec.volt.an", "reading.1sec.volt.bn",
-                                            "reading.1sec.volt.cn"};
-const char* const kPhaseToPhaseKeys[3] = {"reading.1sec.volt.ab", "reading.1sec.volt.bc",
-                                          "reading.1sec.volt.ca"};
 // THD, K-factor and TDD of each channel: keys, and read errors that name the
 // document's fields (the THD text has a doubled blank before "with": the
 // firmware's text).
@@ -40,12 +36,7 @@ const char* const kDistortionMessages[6][3] = {
 #undef DISTORTION_MESSAGES
 // Voltage and current reads name their keys in quotes.
 #define QUOTED_MESSAGE(key) "dm_read_flt64 error on \"" key "\" with error code= "
-const char* const kVoltageMessages[2][3] = {
-    {QUOTED_MESSAGE("reading.1sec.volt.an"), QUOTED_MESSAGE("reading.1sec.volt.bn"),
-     QUOTED_MESSAGE("reading.1sec.volt.cn")},
-    {QUOTED_MESSAGE("reading.1sec.volt.ab"), QUOTED_MESSAGE("reading.1sec.volt.bc"),
-     QUOTED_MESSAGE("reading.1sec.volt.ca")},
-};
+const char kVoltageMessage[] = QUOTED_MESSAGE("%s");
 const char* const kCurrentKeys[3][2] = {
     {"reading.1sec.current.a", QUOTED_MESSAGE("reading.1sec.current.a")},
     {"reading.1sec.current.b", QUOTED_MESSAGE("reading.1sec.current.b")},
@@ -75,21 +66,16 @@ ThdUpdate::ThdUpdate()
   // Lookups: per phase the phase-to-neutral key, the distortion keys and the
   // phase-to-phase key; then per phase the current and its distortion keys.
   for (int p = 0; p < 3; ++p) {
-    Distortion& distortion = voltageDistortion_[p];
-    k.addLookup(phaseToNeutralIndex_[p], kPhaseToNeutralKeys[p]);
-    k.addLookup(distortion.thd, kDistortionKeys[p][0]);
-    k.addLookup(distortion.kfactor, kDistortionKeys[p][1]);
-    k.addLookup(distortion.tdd, kDistortionKeys[p][2]);
-    k.addLookup(phaseToPhaseIndex_[p], kPhaseToPhaseKeys[p]);
+    voltages_.addLookup(k, Voltages::kPhaseToNeutral, p);
+    addDistortionLookups(p, voltageDistortion_[p]);
+    voltages_.addLookup(k, Voltages::kPhaseToPhase, p);
   }
   for (int p = 0; p < 3; ++p) {
     k.addLookup(current_[p], kCurrentKeys[p][0]);
-    Distortion& distortion = currentDistortion_[p];
-    k.addLookup(distortion.thd, kDistortionKeys[3 + p][0]);
-    k.addLookup(distortion.kfactor, kDistortionKeys[3 + p][1]);
-    k.addLookup(distortion.tdd, kDistortionKeys[3 + p][2]);
+    addDistortionLookups(3 + p, currentDistortion_[p]);
   }
-  // Reads: phase A's distortion comes before the voltages (readVoltages), B's
+  voltages_.setReadMessages(k, kVoltageMessage);
+  // Reads: phase A's distortion comes before the voltages (see getData), B's
   // and C's after them; then each current with its distortion.
   addDistortionReads(0, voltageDistortion_[0]);
   voltageReadsAt_ = k.readCount();
@@ -111,6 +97,12 @@ int ThdUpdate::initDmIndex() {
   return 0;
 }
 
+void ThdUpdate::addDistortionLookups(int channel, Distortion& distortion) {
+  keys().addLookup(distortion.thd, kDistortionKeys[channel][0]);
+  keys().addLookup(distortion.kfactor, kDistortionKeys[channel][1]);
+  keys().addLookup(distortion.tdd, kDistortionKeys[channel][2]);
+}
+
 void ThdUpdate::addDistortionReads(int channel, Distortion& distortion) {
   keys().addRead(distortion.thd, kDistortionMessages[channel][0]);
   keys().addRead(distortion.kfactor, kDistortionMessages[channel][1]);
@@ -119,20 +111,9 @@ void ThdUpdate::addDistortionReads(int channel, Distortion& distortion) {
 
 int ThdUpdate::getData() {
   keys().read(0, voltageReadsAt_);
-  readVoltages();
+  voltages_.read();
   keys().read(voltageReadsAt_, keys().readCount());
   return 0;
-}
-
-// Phase-to-neutral voltages for wye hookups (0, 3), phase-to-phase otherwise,
-// into the same three values. Kept out of the table: the hookup picks the key.
-void ThdUpdate::readVoltages() {
-  const uint32_t wiring = hookup.load(std::memory_order_relaxed);
-  const bool wye = wiring == 0 || wiring == 3;
-  for (int p = 0; p < 3; ++p) {
-    voltage_[p].index = wye ? phaseToNeutralIndex_[p] : phaseToPhaseIndex_[p];
-    read_dm_key(voltage_[p], kVoltageMessages[wye ? 0 : 1][p]);
-  }
 }
 
 // value / 100.0 printed with "%.2f" is exactly the integer with a point before
@@ -193,7 +174,7 @@ void ThdUpdate::writeHarmonicArray(const char* name, size_t offset, bool isSigne
 void ThdUpdate::writeBody(DocumentFile& out) {
   out.printf("\"frequency\":\"%.3f Hz\",\n", frequency_.value);
   for (int p = 0; p < 3; ++p) {
-    out.printf("\"%s\":[\"%.3f V\",\"%.3f\",\"%.3f\"],\n", kFieldNames[p], voltage_[p].value,
+    out.printf("\"%s\":[\"%.3f V\",\"%.3f\",\"%.3f\"],\n", kFieldNames[p], voltages_[p],
                voltageDistortion_[p].thd.value, voltageDistortion_[p].tdd.value);
   }
   for (int p = 0; p < 3; ++p) {

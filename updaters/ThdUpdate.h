@@ -16,6 +16,7 @@
 #include <stdint.h>
 
 #include "livedata/DocumentUpdater.h"
+#include "updaters/HookupVoltages.h"
 
 class ThdUpdate : public DocumentUpdater {
  public:
@@ -38,16 +39,15 @@ class ThdUpdate : public DocumentUpdater {
     DmKey<double> tdd;
   };
 
+  using Voltages = HookupVoltages<double>;
+
+  void addDistortionLookups(int channel, Distortion& distortion);
   void addDistortionReads(int channel, Distortion& distortion);
-  void readVoltages();
   void writeBody(DocumentFile& out) override;
   void writeHarmonicArray(const char* name, size_t offset, bool isSigned);
 
   DmKey<double> frequency_;
-  // The three published voltages; each read uses one of the two index sets.
-  DmKey<double> voltage_[3];
-  unsigned int phaseToNeutralIndex_[3] = {DM_INDEX_NONE, DM_INDEX_NONE, DM_INDEX_NONE};
-  unsigned int phaseToPhaseIndex_[3] = {DM_INDEX_NONE, DM_INDEX_NONE, DM_INDEX_NONE};
+  Voltages voltages_;
   Distortion voltageDistortion_[3];  // the K-factors are read but not published
   DmKey<double> current_[3];
   Distortion currentDistortion_[3];

@@ -2,6 +2,7 @@
 
 #include <unordered_set>
 
+#include "platform/host/TextLines.h"
 #include "platform/host/ValueText.h"
 
 namespace dmhost {
@@ -55,14 +56,9 @@ bool CatalogParser::parse(const std::string& text, const std::string& origin,
                           std::vector<CatalogEntry>* entries, std::string* error) {
   entries->clear();
   std::unordered_set<std::string> seen;
-  size_t lineNumber = 0;
-  for (size_t start = 0; start < text.size();) {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(start, end - start);
-    start = end + 1;
-    ++lineNumber;
-    if (!line.empty() && line.back() == '\r') line.pop_back();
+  TextLines lines(text);
+  std::string line;
+  while (lines.next(&line)) {
     size_t first = skipBlanks(line, 0);
     if (first == line.size() || line[first] == '#') continue;
     CatalogEntry entry;
@@ -72,7 +68,7 @@ bool CatalogParser::parse(const std::string& text, const std::string& origin,
       if (entries->size() >= kMaxKeys) what = "too many keys";
     }
     if (!what.empty()) {
-      *error = origin + ":" + std::to_string(lineNumber) + ": " + what;
+      *error = origin + ":" + std::to_string(lines.number()) + ": " + what;
       return false;
     }
     entries->push_back(entry);

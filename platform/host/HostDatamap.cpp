@@ -15,6 +15,7 @@
 #include "platform/host/MappedMap.h"
 #include "platform/host/NumericValue.h"
 #include "platform/host/ValueText.h"
+#include "platform/host/WriteAll.h"
 
 namespace dmhost {
 
@@ -48,17 +49,6 @@ std::string buildImage(const std::vector<CatalogEntry>& entries, uint64_t* total
   }
   *totalSize = header.totalSize;
   return image;
-}
-
-bool writeAll(int fd, const std::string& data) {
-  size_t done = 0;
-  while (done < data.size()) {
-    ssize_t n = write(fd, data.data() + done, data.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
 }
 
 // The map file now at path, opened to be marked superseded once replaced; -1
@@ -141,6 +131,23 @@ bool installImage(const std::string& path, const std::string& image, uint64_t to
     return false;
   }
   markSuperseded(previous);
+  return true;
+}
+
+// Whether bytes offset .. offset + length - 1 of the block starting at start
+// (null: no such block, or no map open) can be used; *error says why not.
+bool blockRangeUsable(bool open, const unsigned char* start, int number, size_t offset,
+                      size_t length, std::string* error) {
+  if (start == nullptr) {
+    *error = open ? "no such block " + std::to_string(number) + " (1, 2, 18 or 19)"
+                  : std::string("no map is open");
+    return false;
+  }
+  if (offset > kBlockSize || length > kBlockSize - offset) {
+    *error = "offset " + std::to_string(offset) + " + length " + std::to_string(length) +
+             " exceeds the block size " + std::to_string(kBlockSize);
+    return false;
+  }
   return true;
 }
 
@@ -320,16 +327,7 @@ unsigned char* HostDatamap::block(int number) {
 bool HostDatamap::writeBlock(int number, size_t offset, const void* data, size_t length,
                              std::string* error) {
   unsigned char* start = block(number);
-  if (start == nullptr) {
-    *error = isOpen() ? "no such block " + std::to_string(number) + " (1, 2, 18 or 19)"
-                      : std::string("no map is open");
-    return false;
-  }
-  if (offset > kBlockSize || length > kBlockSize - offset) {
-    *error = "offset " + std::to_string(offset) + " + length " + std::to_string(length) +
-             " exceeds the block size " + std::to_string(kBlockSize);
-    return false;
-  }
+  if (!blockRangeUsable(isOpen(), start, number, offset, length, error)) return false;
   if (length > 0) memcpy(start + offset, data, length);
   return true;
 }
@@ -337,16 +335,7 @@ bool HostDatamap::writeBlock(int number, size_t offset, const void* data, size_t
 bool HostDatamap::readBlock(int number, size_t offset, size_t length, std::string* out,
                             std::string* error) const {
   const unsigned char* start = isOpen() ? impl_->map.view().block(number) : nullptr;
-  if (start == nullptr) {
-    *error = isOpen() ? "no such block " + std::to_string(number) + " (1, 2, 18 or 19)"
-                      : std::string("no map is open");
-    return false;
-  }
-  if (offset > kBlockSize || length > kBlockSize - offset) {
-    *error = "offset " + std::to_string(offset) + " + length " + std::to_string(length) +
-             " exceeds the block size " + std::to_string(kBlockSize);
-    return false;
-  }
+  if (!blockRangeUsable(isOpen(), start, number, offset, length, error)) return false;
   out->assign(reinterpret_cast<const char*>(start + offset), length);
   return true;
 }

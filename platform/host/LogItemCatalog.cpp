@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <tuple>
 
+#include "platform/host/TextLines.h"
+
 namespace dmhost {
 
 namespace {
@@ -68,25 +70,19 @@ bool LogItemCatalog::parse(const std::string& text, const std::string& origin,
                            std::string* error) {
   items_.clear();
   std::vector<Item> items;
-  size_t start = 0;
-  int lineNumber = 0;
-  while (start < text.size()) {
-    size_t end = text.find('\n', start);
-    if (end == std::string::npos) end = text.size();
-    std::string line = text.substr(start, end - start);
-    start = end + 1;
-    ++lineNumber;
-    if (!line.empty() && line.back() == '\r') line.pop_back();
+  TextLines lines(text);
+  std::string line;
+  while (lines.next(&line)) {
     if (line.empty() || line[0] == '#') continue;
     Item item;
     std::string reason;
     if (!parseLine(line, &item, &reason)) {
-      *error = origin + ":" + std::to_string(lineNumber) + ": " + reason;
+      *error = origin + ":" + std::to_string(lines.number()) + ": " + reason;
       return false;
     }
     auto at = std::lower_bound(items.begin(), items.end(), item, lessKey);
     if (at != items.end() && !lessKey(item, *at)) {
-      *error = origin + ":" + std::to_string(lineNumber) + ": item " + std::to_string(item.id) +
+      *error = origin + ":" + std::to_string(lines.number()) + ": item " + std::to_string(item.id) +
                " " + std::to_string(item.subId) + " listed twice";
       return false;
     }

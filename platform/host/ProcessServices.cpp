@@ -17,6 +17,7 @@
 #include <string>
 
 #include "platform/common_api.h"
+#include "platform/host/WriteAll.h"
 
 namespace {
 
@@ -59,17 +60,6 @@ void makeParentDirs(const std::string& path) {
        slash = path.find('/', slash + 1)) {
     mkdir(path.substr(0, slash).c_str(), 0755);
   }
-}
-
-bool writeText(int fd, const std::string& text) {
-  size_t done = 0;
-  while (done < text.size()) {
-    ssize_t n = write(fd, text.data() + done, text.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
 }
 
 }  // namespace
@@ -122,7 +112,7 @@ int set_pid_file_version(int* pid, const char* path, int, const char* version) {
   int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
   if (fd < 0) return -1;
   std::string text = std::to_string(own) + "\n" + (version != nullptr ? version : "") + "\n";
-  bool ok = writeText(fd, text);
+  bool ok = dmhost::writeAll(fd, text);
   ok = close(fd) == 0 && ok;
   return ok ? 0 : -1;
 }

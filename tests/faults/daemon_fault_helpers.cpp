@@ -10,13 +10,13 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "livedata/JsonDirectory.h"
 #include "platform/host/HostDatamap.h"
 
 namespace faulttest {
 
 namespace {
 
-const char kJsonDir[] = "/home/korvo.web/lighttpd/www/htdocs/common_ui/json";
 constexpr size_t kSettingsFileSize = 32784;
 
 }  // namespace
@@ -94,7 +94,10 @@ FaultDaemon::FaultDaemon(const std::string& webRoot)
   writeRuntime(10);
 }
 
-std::string FaultDaemon::jsonDir() const { return webRoot_ + kJsonDir; }
+// The JSON directory without its trailing '/'.
+std::string FaultDaemon::jsonDir() const {
+  return webRoot_ + std::string(kJsonDirectory, sizeof kJsonDirectory - 2);
+}
 
 std::string FaultDaemon::runtimePath() const {
   return dir_.file("root/home/korvo.data/test/livedata_update_runtime.xml");

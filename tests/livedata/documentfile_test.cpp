@@ -13,6 +13,7 @@
 
 #include "livedata/DocumentFile.h"
 #include "livedata/Globals.h"
+#include "livedata/JsonDirectory.h"
 #include "livedata/RuntimeLog.h"
 #include "tests/support/TempDir.h"
 
@@ -240,6 +241,14 @@ TEST(DocumentFile, FileGetsItsDirectorysOwner) {
   ASSERT_EQ(0, stat(dir.path().c_str(), &parent));
   EXPECT_EQ(parent.st_uid, file.st_uid);
   EXPECT_EQ(parent.st_gid, file.st_gid);
+}
+
+}  // namespace
+
+namespace {
+
+TEST(JsonDirectoryTest, IsTheWebServersJsonDirectory) {
+  EXPECT_STREQ("/home/korvo.web/lighttpd/www/htdocs/common_ui/json/", kJsonDirectory);
 }
 
 }  // namespace

@@ -9,6 +9,8 @@
 #include <string>
 #include <vector>
 
+#include "platform/meter_blocks.h"
+
 namespace profiletest {
 
 // Byte offsets in the programmable settings file.
@@ -21,10 +23,10 @@ inline size_t inputOpenLabel(int i) { return 896 + 56 * static_cast<size_t>(i) +
 inline size_t inputShortedLabel(int i) { return 896 + 56 * static_cast<size_t>(i) + 40; }
 
 // Datamap user block offsets describing the limits.
-constexpr size_t kLimitEnableWord = 8832;  // block 18
-constexpr size_t kLimitIds = 8840;         // block 18, 16-bit each
-constexpr size_t kLimitSubIds = 8968;      // block 18, 8-bit each
-constexpr size_t kLimitNames = 64;         // block 19, 80 bytes each
+constexpr size_t kLimitEnableWord = meter_blocks::kLimitEnableWord;  // block 18
+constexpr size_t kLimitIds = meter_blocks::kLimitItemIds;            // block 18, 16-bit each
+constexpr size_t kLimitSubIds = meter_blocks::kLimitSubIds;          // block 18, 8-bit each
+constexpr size_t kLimitNames = meter_blocks::kLimitNames;            // block 19, 80 bytes each
 
 // A settings file image, zero-filled.
 class SettingsImage {

@@ -17,6 +17,7 @@
 #include "SampleSettingsFile.h"
 #include "SimOptions.h"
 #include "platform/host/HostDatamap.h"
+#include "platform/meter_blocks.h"
 #include "tests/sim/sim_helpers.h"
 #include "tests/support/TempDir.h"
 
@@ -248,7 +249,6 @@ TEST_F(SimulatorTest, ThdAndKFactorMatchThePublishedHarmonics) {
   options.harmonics = 4.0;
   start();
   advance(2);
-  const size_t phaseOffsets[6] = {76800, 77312, 77824, 78848, 79360, 79872};
   const char* const thdKeys[6] = {"reading.1sec.thd.van", "reading.1sec.thd.vbn",
                                   "reading.1sec.thd.vcn", "reading.3sec.thd.ia.total",
                                   "reading.3sec.thd.ib.total", "reading.3sec.thd.ic.total"};
@@ -256,7 +256,7 @@ TEST_F(SimulatorTest, ThdAndKFactorMatchThePublishedHarmonics) {
                                 "reading.3sec.kfactor.vcn.total", "reading.3sec.kfactor.ia.total",
                                 "reading.3sec.kfactor.ib.total",  "reading.3sec.kfactor.ic.total"};
   for (int c = 0; c < 6; ++c) {
-    std::string bytes = simtest::blockBytes(reader, 2, phaseOffsets[c] + 256, 256);
+    std::string bytes = simtest::blockBytes(reader, 2, meter_blocks::harmonicMagnitudeOffset(c), 256);
     uint16_t mag[128];
     memcpy(mag, bytes.data(), sizeof mag);
     ASSERT_EQ(mag[1], 10000) << "fundamental is 100.00 %";
@@ -279,7 +279,7 @@ TEST_F(SimulatorTest, ThdAndKFactorMatchThePublishedHarmonics) {
 
 TEST_F(SimulatorTest, HarmonicPhasesAreHundredthsOfDegrees) {
   start();
-  std::string bytes = simtest::blockBytes(reader, 2, 76800, 256);
+  std::string bytes = simtest::blockBytes(reader, 2, meter_blocks::harmonicPhaseOffset(0), 256);
   int16_t phs[128];
   memcpy(phs, bytes.data(), sizeof phs);
   for (int h = 0; h < 128; ++h) {
@@ -398,7 +398,7 @@ TEST_F(SimulatorTest, DigitalInputsChangeNowAndThen) {
 
 TEST_F(SimulatorTest, FactoryRecordCarriesAValidBigEndianChecksum) {
   start();
-  std::string record = simtest::blockBytes(reader, 2, 59904, 512);
+  std::string record = simtest::blockBytes(reader, 2, meter_blocks::kFactoryRecord, 512);
   const unsigned char* bytes = reinterpret_cast<const unsigned char*>(record.data());
   const uint16_t expected = simtest::crc16Downwards(0xFFFF, 510, bytes + 511);
   EXPECT_EQ((bytes[0] << 8) | bytes[1], expected);
@@ -426,11 +426,11 @@ TEST_F(SimulatorTest, Block1CarriesTheEnergyPageTexts) {
 TEST_F(SimulatorTest, LimitsNameLogItemsOfTheCatalogue) {
   start();
   uint32_t enabled = 0;
-  memcpy(&enabled, simtest::blockBytes(reader, 18, 8832, 4).data(), 4);
+  memcpy(&enabled, simtest::blockBytes(reader, 18, meter_blocks::kLimitEnableWord, 4).data(), 4);
   EXPECT_EQ(enabled, 0xFC000000u);  // limits 0..5, bit 0 the most significant
   uint16_t ids[32];
-  memcpy(ids, simtest::blockBytes(reader, 18, 8840, 64).data(), 64);
-  const std::string subs = simtest::blockBytes(reader, 18, 8968, 32);
+  memcpy(ids, simtest::blockBytes(reader, 18, meter_blocks::kLimitItemIds, 64).data(), 64);
+  const std::string subs = simtest::blockBytes(reader, 18, meter_blocks::kLimitSubIds, 32);
   // The built-in catalogue starts with "1 1 Volts AN" and "2 1 Volts AB".
   EXPECT_EQ(ids[0], 1);
   EXPECT_EQ(subs[0], 1);

@@ -16,6 +16,7 @@
 #include <thread>
 #include <vector>
 
+#include "livedata/JsonDirectory.h"
 #include "platform/host/HostDatamap.h"
 #include "tests/sim/sim_helpers.h"
 #include "tests/support/Process.h"
@@ -29,7 +30,7 @@ using testsupport::waitFor;
 
 namespace {
 
-const char kJsonDir[] = "/home/korvo.web/lighttpd/www/htdocs/common_ui/json/";
+const char* const kJsonDir = kJsonDirectory;
 const std::vector<std::string> kDocuments = {
     "energy_data.json",      "meter_factory_setting.json", "flicker_data.json",
     "symmetrical_components.json", "phasor_data.json",     "polling_data.json",

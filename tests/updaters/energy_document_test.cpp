@@ -15,12 +15,14 @@
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
+#include "tests/updaters/UpdaterFixture.h"
 #include "tests/updaters/energy_test_data.h"
 #include "updaters/EnergyUpdate.h"
 
 namespace {
 
 using testsupport::MapFixture;
+using updatertest::UpdaterFixture;
 using testsupport::StreamCapture;
 using testsupport::TempDir;
 using testsupport::readFile;
@@ -75,43 +77,11 @@ std::string catalogWithout(std::initializer_list<const char*> keys) {
   return testsupport::catalogWithout(energy_test::catalog(), keys);
 }
 
-class EnergyDocumentTest : public ::testing::Test {
+class EnergyDocumentTest : public UpdaterFixture<EnergyUpdate> {
  protected:
-  void SetUp() override {
-    setenv("WEB_ROOT", dir_.path().c_str(), 1);
-    timestamp_print_out_format = 0;
-    debug = false;
-    debugMask = kDebugMaskDefault;
-  }
-  void TearDown() override {
-    updater_.reset();
-    map_.reset();
-    unsetenv("WEB_ROOT");
-  }
-
-  std::string start(const std::string& catalog = energy_test::catalog()) {
-    map_ = std::make_unique<MapFixture>(catalog);
-    energy_test::writeBlockTexts(*map_);
-    updater_ = std::make_unique<EnergyUpdate>();
-    updater_->setJsonFile(path_.c_str());
-    StreamCapture err(2);
-    EXPECT_EQ(0, updater_->init());
-    return err.finish();
-  }
-
-  std::string cycle(std::string* errors = nullptr) {
-    StreamCapture err(2);
-    EXPECT_EQ(0, updater_->getData());
-    EXPECT_EQ("", updater_->displayData());
-    std::string text = err.finish();
-    if (errors != nullptr) *errors = text;
-    return readFile(path_);
-  }
-
-  TempDir dir_;
-  std::string path_ = dir_.file("energy_data.json");
-  std::unique_ptr<MapFixture> map_;
-  std::unique_ptr<EnergyUpdate> updater_;
+  EnergyDocumentTest() : UpdaterFixture("energy_data.json", energy_test::catalog()) {}
+  // The energy page's texts in block 1.
+  void prepareMap(MapFixture& map) override { energy_test::writeBlockTexts(map); }
 };
 
 TEST_F(EnergyDocumentTest, FullMapGivesTheDocumentAndOnlyTheKey21ReadError) {
@@ -356,9 +326,7 @@ TEST_F(EnergyDocumentTest, BadDirectorySkipsSilentlyThenWrites) {
 }
 
 TEST_F(EnergyDocumentTest, DebugTextFollowsTheMask) {
-  map_ = std::make_unique<MapFixture>(energy_test::catalog());
-  updater_ = std::make_unique<EnergyUpdate>();
-  updater_->setJsonFile(path_.c_str());
+  build(energy_test::catalog());
   EXPECT_EQ(3u, updater_->getDebugMaskBits());
   debug = true;
   debugMask = kDebugEnergy;
@@ -380,9 +348,7 @@ TEST_F(EnergyDocumentTest, DebugTextFollowsTheMask) {
 }
 
 TEST_F(EnergyDocumentTest, ZeroFilledBlockGivesEmptyTexts) {
-  map_ = std::make_unique<MapFixture>(energy_test::catalog());
-  updater_ = std::make_unique<EnergyUpdate>();
-  updater_->setJsonFile(path_.c_str());
+  build(energy_test::catalog());
   updater_->init();
   std::string text = cycle();
   EXPECT_EQ(0u, text.find("{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n"

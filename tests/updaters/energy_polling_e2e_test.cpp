@@ -16,6 +16,7 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
+#include "livedata/JsonDirectory.h"
 #include "tests/support/Process.h"
 #include "tests/support/TempDir.h"
 #include "tests/updaters/energy_test_data.h"
@@ -102,8 +103,9 @@ class EnergyPollingE2E : public ::testing::Test {
         "</livedata_update_run_time>\n");
   }
 
+  // The JSON directory without its trailing '/'.
   std::string jsonDir() const {
-    return dir_.file("web/home/korvo.web/lighttpd/www/htdocs/common_ui/json");
+    return dir_.file("web") + std::string(kJsonDirectory, sizeof kJsonDirectory - 2);
   }
 
   ProcessOptions options(const std::string& input = "") const {

@@ -9,6 +9,7 @@
 #include <string>
 #include <vector>
 
+#include "platform/meter_blocks.h"
 #include "tests/support/MapFixture.h"
 
 namespace energy_test {
@@ -66,18 +67,23 @@ dev.ct.abc.ratio uint32 1
 )";
 }
 
-// Text offsets of shared_meter_data1 used by the document; each field gets the
-// text "T" followed by its offset.
+// Every text field of shared_meter_data1 the document uses gets the text "T"
+// followed by its offset.
 inline void writeBlockTexts(testsupport::MapFixture& map) {
-  const unsigned offsets[] = {29596, 29616, 29636, 29656, 29676, 29836, 29856, 29876, 29896,
-                              29916, 29936, 29956, 29976, 29996, 30016, 30036, 30056, 30076,
-                              30096, 30116, 30136, 30156, 30176, 30196, 30216, 30236, 30256,
-                              30276, 30296, 30316, 32800, 32820, 32840, 32860, 32880, 32900,
-                              32920, 32940, 33136, 33156, 33176, 33196};
-  for (unsigned offset : offsets) {
-    std::string text = "T" + std::to_string(offset);
-    text.push_back('\0');
-    map.writeBlock(1, offset, text);
+  using namespace meter_blocks;
+  const struct {
+    size_t first;
+    int count;
+  } groups[] = {{kEnergyTexts, 5}, {kUncompensatedTexts, 5}, {kV2tI2tTexts, 6},
+                {kQuadrantTexts, 12}, {kQhrTexts, 2}, {kAccumulatorTexts, 8},
+                {kAggregatorTexts, 4}};
+  for (const auto& group : groups) {
+    for (int i = 0; i < group.count; ++i) {
+      const size_t offset = textField(group.first, i);
+      std::string text = "T" + std::to_string(offset);
+      text.push_back('\0');
+      map.writeBlock(kTextBlock, offset, text);
+    }
   }
 }
 
@@ -96,10 +102,13 @@ inline unsigned short crcDownwards(const unsigned char* last, int length) {
 // checksum stored big-endian over bytes 2..511 (plus flip, to spoil it).
 inline std::vector<unsigned char> factoryRecord(const std::string& serial, const std::string& oem,
                                                 unsigned char fill = 0, unsigned short flip = 0) {
-  std::vector<unsigned char> record(512, fill);
-  memset(&record[448], 0, 32);
-  memcpy(&record[448], serial.data(), serial.size() < 16 ? serial.size() : 16);
-  memcpy(&record[464], oem.data(), oem.size() < 16 ? oem.size() : 16);
+  using namespace meter_blocks;
+  std::vector<unsigned char> record(kFactoryRecordSize, fill);
+  unsigned char* serialField = &record[kFactorySerial - kFactoryRecord];
+  unsigned char* oemField = &record[kFactoryOem - kFactoryRecord];
+  memset(serialField, 0, 2 * kFactoryFieldSize);
+  memcpy(serialField, serial.data(), serial.size() < 16 ? serial.size() : 16);
+  memcpy(oemField, oem.data(), oem.size() < 16 ? oem.size() : 16);
   unsigned short crc = crcDownwards(&record[511], 510) ^ flip;
   record[0] = static_cast<unsigned char>(crc >> 8);
   record[1] = static_cast<unsigned char>(crc & 0xFF);
@@ -108,7 +117,8 @@ inline std::vector<unsigned char> factoryRecord(const std::string& serial, const
 
 inline void writeFactoryRecord(testsupport::MapFixture& map,
                                const std::vector<unsigned char>& record) {
-  map.writeBlock(2, 59904, record.data(), record.size());
+  map.writeBlock(meter_blocks::kReadingsBlock, meter_blocks::kFactoryRecord, record.data(),
+                 record.size());
 }
 
 }  // namespace energy_test

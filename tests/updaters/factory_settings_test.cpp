@@ -10,6 +10,7 @@
 #include <gtest/gtest.h>
 
 #include "livedata/Globals.h"
+#include "livedata/JsonDirectory.h"
 #include "platform/common_api.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
@@ -73,7 +74,8 @@ class FactorySettingsTest : public ::testing::Test {
   }
 
   TempDir dir_;
-  std::string jsonDir_ = dir_.path() + "/home/korvo.web/lighttpd/www/htdocs/common_ui/json";
+  // The JSON directory without its trailing '/'.
+  std::string jsonDir_ = dir_.path() + std::string(kJsonDirectory, sizeof kJsonDirectory - 2);
   std::string path_ = jsonDir_ + "/meter_factory_setting.json";
   std::unique_ptr<MapFixture> map_;
   std::unique_ptr<EnergyUpdate> updater_;

@@ -8,12 +8,14 @@
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
+#include "tests/updaters/UpdaterFixture.h"
 #include "tests/updaters/phasor_testing.h"
 #include "updaters/FlickerUpdate.h"
 
 namespace {
 
 using phasortest::GlobalsScope;
+using updatertest::UpdaterFixture;
 using testsupport::MapFixture;
 using testsupport::StreamCapture;
 
@@ -112,21 +114,10 @@ std::string document(const std::string& runtime = kRuntime, const std::string& i
   return phasortest::documentHead() + runtime + inst + shortTerm + longTerm + tail;
 }
 
-class FlickerTest : public ::testing::Test {
+class FlickerTest : public UpdaterFixture<FlickerUpdate> {
  protected:
-  explicit FlickerTest(const std::string& catalog = kCatalog) : map_(catalog) {
-    updater_.setJsonFile(map_.dir().file("flicker_data.json").c_str());
-  }
-  void init() {
-    StreamCapture err(2);
-    updater_.init();
-    initErrors_ = err.finish();
-  }
-  std::string cycle() { return phasortest::cycle(updater_); }
-
-  MapFixture map_;
-  FlickerUpdate updater_;
-  std::string initErrors_;
+  explicit FlickerTest(const std::string& catalog = kCatalog)
+      : UpdaterFixture("flicker_data.json", catalog) {}
 };
 
 TEST_F(FlickerTest, WyeDocument) {
@@ -156,24 +147,24 @@ TEST_F(FlickerTest, HookupChoosesVoltages) {
 TEST_F(FlickerTest, FrequencyTypeZeroIsFiftyHertz) {
   GlobalsScope globals(0);
   init();
-  map_.set("sys.enumeration.frequency_type", "0");
+  map_->set("sys.enumeration.frequency_type", "0");
   EXPECT_EQ(cycle(), document("\"runtime\":[\"2022-10-01 00:00:00\",\"2022-10-05 19:03:30\","
                               "\"2 min 5 sec\",\"119 min 59 sec\",\"50.000 Hz\",\"59.980 Hz\","
                               " \"230.000 V\"],\n"));
-  map_.set("sys.enumeration.frequency_type", "2");
+  map_->set("sys.enumeration.frequency_type", "2");
   EXPECT_EQ(cycle(), document());
 }
 
 TEST_F(FlickerTest, CountdownsDivideAsSignedNumbers) {
   GlobalsScope globals(0);
   init();
-  map_.set("reading.flicker.countdown_sec.pst", "4294967295");  // -1
-  map_.set("reading.flicker.countdown_sec.plt", "4294967176");  // -120
+  map_->set("reading.flicker.countdown_sec.pst", "4294967295");  // -1
+  map_->set("reading.flicker.countdown_sec.plt", "4294967176");  // -120
   EXPECT_EQ(cycle(), document("\"runtime\":[\"2022-10-01 00:00:00\",\"2022-10-05 19:03:30\","
                               "\"0 min -1 sec\",\"-2 min 0 sec\",\"60.000 Hz\",\"59.980 Hz\","
                               " \"230.000 V\"],\n"));
-  map_.set("reading.flicker.countdown_sec.pst", "0");
-  map_.set("reading.flicker.countdown_sec.plt", "60");
+  map_->set("reading.flicker.countdown_sec.pst", "0");
+  map_->set("reading.flicker.countdown_sec.plt", "60");
   EXPECT_EQ(cycle(), document("\"runtime\":[\"2022-10-01 00:00:00\",\"2022-10-05 19:03:30\","
                               "\"0 min 0 sec\",\"1 min 0 sec\",\"60.000 Hz\",\"59.980 Hz\","
                               " \"230.000 V\"],\n"));
@@ -181,7 +172,7 @@ TEST_F(FlickerTest, CountdownsDivideAsSignedNumbers) {
 
 TEST_F(FlickerTest, NominalVoltageKeepsLastGoodValue) {
   GlobalsScope globals(0);
-  map_.fail("setting.en50160.nominal_voltage", -6);
+  map_->fail("setting.en50160.nominal_voltage", -6);
   init();
   const std::string before =
       "\"runtime\":[\"2022-10-01 00:00:00\",\"2022-10-05 19:03:30\",\"2 min 5 sec\","
@@ -193,10 +184,10 @@ TEST_F(FlickerTest, NominalVoltageKeepsLastGoodValue) {
               "dm_read_flt32 error on key \"setting.en50160.nominal_voltage\" with error code= "
               "-6\n");
   }
-  map_.fail("setting.en50160.nominal_voltage", 0);
+  map_->fail("setting.en50160.nominal_voltage", 0);
   EXPECT_EQ(cycle(), document());
-  map_.set("setting.en50160.nominal_voltage", "115");
-  map_.fail("setting.en50160.nominal_voltage", -6);
+  map_->set("setting.en50160.nominal_voltage", "115");
+  map_->fail("setting.en50160.nominal_voltage", -6);
   StreamCapture err(2);
   EXPECT_EQ(cycle(), document());  // still 230
   err.finish();
@@ -208,7 +199,7 @@ TEST_F(FlickerTest, AllExtremesInvalidGiveNaPairs) {
   for (const char* kind : {"pst", "plt"}) {
     for (const char* bound : {"posmax", "posmin"}) {
       for (const char* phase : {"a", "b", "c"}) {
-        map_.set(std::string(bound) + ".valid.flicker." + kind + "." + phase, "0");
+        map_->set(std::string(bound) + ".valid.flicker." + kind + "." + phase, "0");
       }
     }
   }
@@ -224,7 +215,7 @@ TEST_F(FlickerTest, AllExtremesValidInTheLongTerm) {
   init();
   for (const char* bound : {"posmax", "posmin"}) {
     for (const char* phase : {"a", "b", "c"}) {
-      map_.set(std::string(bound) + ".valid.flicker.plt." + phase, "1");
+      map_->set(std::string(bound) + ".valid.flicker.plt." + phase, "1");
     }
   }
   const std::string longTerm =
@@ -263,7 +254,7 @@ TEST_F(FlickerTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   GlobalsScope globals(1);
   init();
   EXPECT_EQ(cycle(), document(kRuntime, kInstDelta));
-  for (const auto& entry : map_.writer().list()) map_.fail(entry.key, -6);
+  for (const auto& entry : map_->writer().list()) map_->fail(entry.key, -6);
   StreamCapture err(2);
   std::string text = cycle();
   EXPECT_EQ(
@@ -389,13 +380,13 @@ TEST_F(FlickerTest, DebugLinesWithTheFlickerBit) {
   debugMask = kDebugPhasor;  // shares no bit with 0x5
   {
     StreamCapture out(1);
-    updater_.init();
+    updater_->init();
     cycle();
     EXPECT_EQ(out.finish(), "");
   }
   debugMask = kDebugFlicker;
   StreamCapture out(1);
-  updater_.init();
+  updater_->init();
   cycle();
   EXPECT_EQ(out.finish(), "FlickerUpdate init...\nFlicker displayData...\n");
 }

@@ -9,12 +9,14 @@
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
+#include "tests/updaters/UpdaterFixture.h"
 #include "tests/updaters/phasor_testing.h"
 #include "updaters/PhasorUpdate.h"
 
 namespace {
 
 using phasortest::GlobalsScope;
+using updatertest::UpdaterFixture;
 using testsupport::MapFixture;
 using testsupport::StreamCapture;
 
@@ -100,21 +102,10 @@ std::string document(const std::string& hookupName, const std::string& neutral,
   return document("59.987", hookupName, neutral, phase);
 }
 
-class PhasorTest : public ::testing::Test {
+class PhasorTest : public UpdaterFixture<PhasorUpdate> {
  protected:
-  explicit PhasorTest(const std::string& catalog = kCatalog) : map_(catalog) {
-    updater_.setJsonFile(map_.dir().file("phasor_data.json").c_str());
-  }
-  void init() {
-    StreamCapture err(2);
-    updater_.init();
-    initErrors_ = err.finish();
-  }
-  std::string cycle() { return phasortest::cycle(updater_); }
-
-  MapFixture map_;
-  PhasorUpdate updater_;
-  std::string initErrors_;
+  explicit PhasorTest(const std::string& catalog = kCatalog)
+      : UpdaterFixture("phasor_data.json", catalog) {}
 };
 
 TEST_F(PhasorTest, WyeDocumentNormalisesNegativeAnglesAndDifferences) {
@@ -169,9 +160,9 @@ TEST_F(PhasorTest, DeltaAdjustmentsPersistWhileReadsFail) {
   GlobalsScope globals(1);
   init();
   EXPECT_EQ(cycle(), document("Delta 3 CTs", kNeutral, kPhaseDelta));
-  map_.fail("reading.1sec.volt.bc", -6);
-  map_.fail("reading.02sec.volt.ca.phase", -6);
-  map_.fail("reading.1sec.power.watt.a", -6);
+  map_->fail("reading.1sec.volt.bc", -6);
+  map_->fail("reading.02sec.volt.ca.phase", -6);
+  map_->fail("reading.1sec.power.watt.a", -6);
   StreamCapture err(2);
   std::string text = cycle();
   EXPECT_EQ(err.finish(),
@@ -192,16 +183,16 @@ TEST_F(PhasorTest, DeltaAdjustmentsPersistWhileReadsFail) {
       "\"90.000 Deg\",\"60.000 Deg\",\"150.000 Deg\",\"-90.000 Deg\"],\n";
   EXPECT_EQ(text, document("Delta 3 CTs", neutral, phase));
   // Once the reads work again the document is whole again.
-  map_.fail("reading.1sec.volt.bc", 0);
-  map_.fail("reading.02sec.volt.ca.phase", 0);
-  map_.fail("reading.1sec.power.watt.a", 0);
+  map_->fail("reading.1sec.volt.bc", 0);
+  map_->fail("reading.02sec.volt.ca.phase", 0);
+  map_->fail("reading.1sec.power.watt.a", 0);
   EXPECT_EQ(cycle(), document("Delta 3 CTs", kNeutral, kPhaseDelta));
 }
 
 TEST_F(PhasorTest, DeltaTwoCtsWrapsVcaAngleAndZeroVbcGivesZeroAngle) {
   GlobalsScope globals(2);
   init();
-  map_.set("reading.02sec.volt.bc.phase", "200");
+  map_->set("reading.02sec.volt.bc.phase", "200");
   // 200 + 180 = 380, less 360: 20.
   const std::string wrapped =
       "\"phasetophase\":[\"208.500 V\",\"0.000 V\",\"209.250 V\",\"5.500 A\",\"4.250 A\","
@@ -209,7 +200,7 @@ TEST_F(PhasorTest, DeltaTwoCtsWrapsVcaAngleAndZeroVbcGivesZeroAngle) {
       "\"30.000 Deg\",\"0.000 Deg\",\"20.000 Deg\",\"330.000 Deg\",\"210.000 Deg\","
       "\"90.000 Deg\",\"60.000 Deg\",\"150.000 Deg\",\"-70.000 Deg\"],\n";
   EXPECT_EQ(cycle(), document("Delta 2 CTs", kNeutral, wrapped));
-  map_.set("reading.1sec.volt.bc", "0");
+  map_->set("reading.1sec.volt.bc", "0");
   const std::string zero =
       "\"phasetophase\":[\"208.500 V\",\"0.000 V\",\"0.000 V\",\"5.500 A\",\"4.250 A\","
       "\"3.125 A\",\"0.000\",\"0.000\",\"0.000\",\"0.000\",\"0.000\",\"0.000\","
@@ -222,12 +213,12 @@ TEST_F(PhasorTest, AngleDifferenceWrapsBothWays) {
   GlobalsScope globals(0);
   init();
   // 10 - 350 = -340 -> 20; 350 - 10 = 340 -> -20; 180 - 0 = 180 stays.
-  map_.set("reading.02sec.volt.an.phase", "10");
-  map_.set("reading.02sec.current.a.phase", "350");
-  map_.set("reading.02sec.volt.bn.phase", "350");
-  map_.set("reading.02sec.current.b.phase", "10");
-  map_.set("reading.02sec.volt.cn.phase", "180");
-  map_.set("reading.02sec.current.c.phase", "0");
+  map_->set("reading.02sec.volt.an.phase", "10");
+  map_->set("reading.02sec.current.a.phase", "350");
+  map_->set("reading.02sec.volt.bn.phase", "350");
+  map_->set("reading.02sec.current.b.phase", "10");
+  map_->set("reading.02sec.volt.cn.phase", "180");
+  map_->set("reading.02sec.current.c.phase", "0");
   const std::string neutral =
       "\"phasetoneutral\":[\"120.500 V\",\"121.250 V\",\"119.750 V\",\"5.500 A\",\"4.250 A\","
       "\"3.125 A\",\"600.500\",\"500.250\",\"400.125\",\"650.000\",\"520.000\",\"410.000\","
@@ -282,7 +273,7 @@ struct UnitCase {
 TEST_F(PhasorTest, UnitVariantsFollowPtAndCtRatios) {
   GlobalsScope globals(0);
   init();
-  setLargeValues(map_);
+  setLargeValues(*map_);
   const UnitCase cases[] = {
       {"5", "10", "\"13810.000 V\",\"13790.000 V\",\"13800.000 V\",",
        "\"23900.000 V\",\"23920.000 V\",\"23880.000 V\",",
@@ -307,8 +298,8 @@ TEST_F(PhasorTest, UnitVariantsFollowPtAndCtRatios) {
       "\"iauxblock\":[\"750.000 A\",\"10.000 Deg\"],\n";
   for (const UnitCase& unit : cases) {
     SCOPED_TRACE(std::string("pt ") + unit.pt + " ct " + unit.ct);
-    map_.set("dev.pt.pn.ratio", unit.pt);
-    map_.set("dev.ct.abc.ratio", unit.ct);
+    map_->set("dev.pt.pn.ratio", unit.pt);
+    map_->set("dev.ct.abc.ratio", unit.ct);
     const std::string neutral = std::string("\"phasetoneutral\":[") + unit.volts + unit.amps +
                                 unit.powers + kAngles;
     const std::string phase = std::string("\"phasetophase\":[") + unit.phaseVolts + unit.amps +
@@ -320,15 +311,15 @@ TEST_F(PhasorTest, UnitVariantsFollowPtAndCtRatios) {
 TEST_F(PhasorTest, AuxiliaryBlocksUseTheirOwnRatios) {
   GlobalsScope globals(0);
   init();
-  map_.set("reading.1sec.volt.aux", "12500");
-  map_.set("reading.1sec.current.x", "750");
-  map_.set("dev.pt.aux.ratio", "6");
-  map_.set("dev.ct.aux.ratio", "11");
+  map_->set("reading.1sec.volt.aux", "12500");
+  map_->set("reading.1sec.current.x", "750");
+  map_->set("dev.pt.aux.ratio", "6");
+  map_->set("dev.ct.aux.ratio", "11");
   EXPECT_EQ(cycle(), document("59.987", "Wye", kNeutral, kPhase,
                               "\"vauxblock\":[\"12.500 kV\",\"-45.000 Deg\"],\n"
                               "\"iauxblock\":[\"0.750 kA\",\"10.000 Deg\"],\n"));
-  map_.set("dev.pt.aux.ratio", "5");
-  map_.set("dev.ct.aux.ratio", "10");
+  map_->set("dev.pt.aux.ratio", "5");
+  map_->set("dev.ct.aux.ratio", "10");
   EXPECT_EQ(cycle(), document("59.987", "Wye", kNeutral, kPhase,
                               "\"vauxblock\":[\"12500.000 V\",\"-45.000 Deg\"],\n"
                               "\"iauxblock\":[\"750.000 A\",\"10.000 Deg\"],\n"));
@@ -338,7 +329,7 @@ TEST_F(PhasorTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   GlobalsScope globals(0);
   init();
   EXPECT_EQ(cycle(), document("Wye", kNeutral, kPhase));
-  for (const auto& entry : map_.writer().list()) map_.fail(entry.key, -6);
+  for (const auto& entry : map_->writer().list()) map_->fail(entry.key, -6);
   StreamCapture err(2);
   std::string text = cycle();
   EXPECT_EQ(err.finish(),
@@ -437,13 +428,13 @@ TEST_F(PhasorTest, DebugLinesOnlyWithTheLivedataBit) {
   debugMask = kDebugMaskDefault;  // 0x3e: the phasor updater keeps only bit 1
   {
     StreamCapture out(1);
-    updater_.init();
+    updater_->init();
     cycle();
     EXPECT_EQ(out.finish(), "");
   }
   debugMask = kDebugLivedata;
   StreamCapture out(1);
-  updater_.init();
+  updater_->init();
   cycle();
   EXPECT_EQ(out.finish(), "PhasorUpdate init...\nPhasorUpdate displayData...\n");
 }
@@ -451,10 +442,10 @@ TEST_F(PhasorTest, DebugLinesOnlyWithTheLivedataBit) {
 TEST_F(PhasorTest, UnopenableDocumentIsSkippedAndReturnsEmptyText) {
   GlobalsScope globals(0);
   init();
-  updater_.setJsonFile(map_.dir().file("missing/dir/phasor_data.json").c_str());
-  updater_.getData();
-  EXPECT_EQ(updater_.displayData(), "");
-  EXPECT_FALSE(testsupport::fileExists(map_.dir().file("missing/dir/phasor_data.json")));
+  updater_->setJsonFile(dir_.file("missing/dir/phasor_data.json").c_str());
+  updater_->getData();
+  EXPECT_EQ(updater_->displayData(), "");
+  EXPECT_FALSE(testsupport::fileExists(dir_.file("missing/dir/phasor_data.json")));
 }
 
 }  // namespace

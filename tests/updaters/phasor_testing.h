@@ -1,5 +1,5 @@
 // Small helpers shared by the phasor, symmetrical components, flicker and THD
-// updater tests: the global hookup for one test, and one updater cycle.
+// updater tests: the global hookup for one test, and the documents' first lines.
 #ifndef TESTS_UPDATERS_PHASOR_TESTING_H_
 #define TESTS_UPDATERS_PHASOR_TESTING_H_
 
@@ -8,7 +8,6 @@
 #include <string>
 
 #include "livedata/Globals.h"
-#include "tests/support/TempDir.h"
 
 namespace phasortest {
 
@@ -39,14 +38,6 @@ class GlobalsScope {
   bool savedDebug_;
   uint32_t savedMask_;
 };
-
-// One cycle of the updater as its thread runs it; returns the document text.
-template <typename Updater>
-std::string cycle(Updater& updater) {
-  updater.getData();
-  updater.displayData();
-  return testsupport::readFile(updater.getJsonFile());
-}
 
 // The common first lines of every document.
 inline std::string documentHead() {

@@ -13,6 +13,7 @@
 #include <string>
 #include <vector>
 
+#include "livedata/JsonDirectory.h"
 #include "tests/support/Process.h"
 #include "tests/support/TempDir.h"
 
@@ -45,7 +46,7 @@ class PhasorThdEndToEnd : public ::testing::Test {
         "</livedata_update_run_time>\n");
     // The web server's document directory exists on the meter; the daemon never
     // creates it.
-    testsupport::makeDirs(root_.file("web/home/korvo.web/lighttpd/www/htdocs/common_ui/json"));
+    testsupport::makeDirs(root_.file("web") + kJsonDirectory);
   }
 
   std::vector<std::string> environment() const {
@@ -64,7 +65,7 @@ class PhasorThdEndToEnd : public ::testing::Test {
   }
 
   std::string documentPath(const char* name) const {
-    return root_.file(std::string("web/home/korvo.web/lighttpd/www/htdocs/common_ui/json/") + name);
+    return root_.file("web") + kJsonDirectory + name;
   }
 
   // Waits until the document parses and check() holds on it.

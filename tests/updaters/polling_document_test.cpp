@@ -14,12 +14,14 @@
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
+#include "tests/updaters/UpdaterFixture.h"
 #include "tests/updaters/polling_test_data.h"
 #include "updaters/PollingUpdate.h"
 
 namespace {
 
 using testsupport::MapFixture;
+using updatertest::UpdaterFixture;
 using testsupport::StreamCapture;
 using testsupport::TempDir;
 using testsupport::readFile;
@@ -29,44 +31,9 @@ std::string catalogWithout(std::initializer_list<const char*> keys) {
   return testsupport::catalogWithout(polling_test::catalog(), keys);
 }
 
-class PollingDocumentTest : public ::testing::Test {
+class PollingDocumentTest : public UpdaterFixture<PollingUpdate> {
  protected:
-  void SetUp() override {
-    setenv("WEB_ROOT", dir_.path().c_str(), 1);
-    timestamp_print_out_format = 0;
-    debug = false;
-    debugMask = kDebugMaskDefault;
-  }
-  void TearDown() override {
-    updater_.reset();
-    map_.reset();
-    unsetenv("WEB_ROOT");
-  }
-
-  // Builds the map and the updater; returns what init() printed on stderr.
-  std::string start(const std::string& catalog = polling_test::catalog()) {
-    map_ = std::make_unique<MapFixture>(catalog);
-    updater_ = std::make_unique<PollingUpdate>();
-    updater_->setJsonFile(path_.c_str());
-    StreamCapture err(2);
-    EXPECT_EQ(0, updater_->init());
-    return err.finish();
-  }
-
-  // One getData + displayData; returns the document, *errors gets stderr.
-  std::string cycle(std::string* errors = nullptr) {
-    StreamCapture err(2);
-    EXPECT_EQ(0, updater_->getData());
-    EXPECT_EQ("", updater_->displayData());
-    std::string text = err.finish();
-    if (errors != nullptr) *errors = text;
-    return readFile(path_);
-  }
-
-  TempDir dir_;
-  std::string path_ = dir_.file("polling_data.json");
-  std::unique_ptr<MapFixture> map_;
-  std::unique_ptr<PollingUpdate> updater_;
+  PollingDocumentTest() : UpdaterFixture("polling_data.json", polling_test::catalog()) {}
 };
 
 using namespace polling_test;
@@ -419,9 +386,7 @@ TEST_F(PollingDocumentTest, MissingOrBlockedDirectorySkipsSilentlyThenWrites) {
 }
 
 TEST_F(PollingDocumentTest, DebugTextFollowsTheMask) {
-  map_ = std::make_unique<MapFixture>(polling_test::catalog());
-  updater_ = std::make_unique<PollingUpdate>();
-  updater_->setJsonFile(path_.c_str());
+  build(polling_test::catalog());
   debug = true;
   debugMask = kDebugPolling;
   {

@@ -8,12 +8,14 @@
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
+#include "tests/updaters/UpdaterFixture.h"
 #include "tests/updaters/phasor_testing.h"
 #include "updaters/SymmUpdate.h"
 
 namespace {
 
 using phasortest::GlobalsScope;
+using updatertest::UpdaterFixture;
 using testsupport::MapFixture;
 using testsupport::StreamCapture;
 
@@ -94,21 +96,10 @@ std::string document(const std::string& hookupName, const std::string& voltages,
          "\"hookup\":\"" + hookupName + "\",\n" + voltages + currents + tail;
 }
 
-class SymmTest : public ::testing::Test {
+class SymmTest : public UpdaterFixture<SymmUpdate> {
  protected:
-  explicit SymmTest(const std::string& catalog = kCatalog) : map_(catalog) {
-    updater_.setJsonFile(map_.dir().file("symmetrical_components.json").c_str());
-  }
-  void init() {
-    StreamCapture err(2);
-    updater_.init();
-    initErrors_ = err.finish();
-  }
-  std::string cycle() { return phasortest::cycle(updater_); }
-
-  MapFixture map_;
-  SymmUpdate updater_;
-  std::string initErrors_;
+  explicit SymmTest(const std::string& catalog = kCatalog)
+      : UpdaterFixture("symmetrical_components.json", catalog) {}
 };
 
 TEST_F(SymmTest, WyeDocumentWithRotatedAndNormalisedAngles) {
@@ -142,18 +133,18 @@ TEST_F(SymmTest, HookupChoosesPhasorSetAndName) {
 TEST_F(SymmTest, VoltageAndCurrentUnitsFollowRatios) {
   GlobalsScope globals(0);
   init();
-  map_.set("reading.3secs.symcomp.volt.zeroseq.mag", "1500");
-  map_.set("reading.3secs.symcomp.volt.posseq.mag", "13800");
-  map_.set("reading.3secs.symcomp.volt.negseq.mag", "250");
-  map_.set("reading.1sec.volt.an", "13810");
-  map_.set("reading.1sec.volt.bn", "13790");
-  map_.set("reading.1sec.volt.cn", "13800");
-  map_.set("reading.3secs.symcomp.current.zeroseq.mag", "500");
-  map_.set("reading.3secs.symcomp.current.posseq.mag", "1250");
-  map_.set("reading.3secs.symcomp.current.negseq.mag", "20");
-  map_.set("reading.1sec.current.a", "1240");
-  map_.set("reading.1sec.current.b", "1250");
-  map_.set("reading.1sec.current.c", "1260");
+  map_->set("reading.3secs.symcomp.volt.zeroseq.mag", "1500");
+  map_->set("reading.3secs.symcomp.volt.posseq.mag", "13800");
+  map_->set("reading.3secs.symcomp.volt.negseq.mag", "250");
+  map_->set("reading.1sec.volt.an", "13810");
+  map_->set("reading.1sec.volt.bn", "13790");
+  map_->set("reading.1sec.volt.cn", "13800");
+  map_->set("reading.3secs.symcomp.current.zeroseq.mag", "500");
+  map_->set("reading.3secs.symcomp.current.posseq.mag", "1250");
+  map_->set("reading.3secs.symcomp.current.negseq.mag", "20");
+  map_->set("reading.1sec.current.a", "1240");
+  map_->set("reading.1sec.current.b", "1250");
+  map_->set("reading.1sec.current.c", "1260");
   const std::string volts =
       "\"voltage_zero_sequence\":[\"1500.000 V\",\"1500.000 V\",\"1500.000 V\",\"330.00 Deg\","
       "\"330.00 Deg\",\"330.00 Deg\"],\n"
@@ -190,14 +181,14 @@ TEST_F(SymmTest, VoltageAndCurrentUnitsFollowRatios) {
       "\"230.00 Deg\",\"110.00 Deg\"],\n"
       "\"current_phasor\":[\"1.240 kA\",\"1.250 kA\",\"1.260 kA\",\"330.00 Deg\","
       "\"210.00 Deg\",\"90.00 Deg\"],\n";
-  map_.set("dev.pt.pn.ratio", "5");
-  map_.set("dev.ct.abc.ratio", "10");
+  map_->set("dev.pt.pn.ratio", "5");
+  map_->set("dev.ct.abc.ratio", "10");
   EXPECT_EQ(cycle(), document("Wye", volts, amps));
-  map_.set("dev.pt.pn.ratio", "6");
+  map_->set("dev.pt.pn.ratio", "6");
   EXPECT_EQ(cycle(), document("Wye", kiloVolts, amps));
-  map_.set("dev.ct.abc.ratio", "11");
+  map_->set("dev.ct.abc.ratio", "11");
   EXPECT_EQ(cycle(), document("Wye", kiloVolts, kiloAmps));
-  map_.set("dev.pt.pn.ratio", "5");
+  map_->set("dev.pt.pn.ratio", "5");
   EXPECT_EQ(cycle(), document("Wye", volts, kiloAmps));
 }
 
@@ -205,9 +196,9 @@ TEST_F(SymmTest, RotationWrapsOnlyAboveThreeSixty) {
   GlobalsScope globals(0);
   init();
   // 120 + 240 = 360 stays; 120.5 + 240 = 360.5 -> 0.5.
-  map_.set("reading.3secs.symcomp.volt.posseq.phase", "120");
-  map_.set("reading.3secs.symcomp.volt.negseq.phase", "120.5");
-  map_.set("reading.3secs.symcomp.volt.zeroseq.phase", "-0.25");
+  map_->set("reading.3secs.symcomp.volt.posseq.phase", "120");
+  map_->set("reading.3secs.symcomp.volt.negseq.phase", "120.5");
+  map_->set("reading.3secs.symcomp.volt.zeroseq.phase", "-0.25");
   const std::string volts =
       "\"voltage_zero_sequence\":[\"1.500 V\",\"1.500 V\",\"1.500 V\",\"359.75 Deg\","
       "\"359.75 Deg\",\"359.75 Deg\"],\n"
@@ -223,7 +214,7 @@ TEST_F(SymmTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   init();
   const std::string good = document("Wye", std::string(kVoltageSequences) + kWyePhasor);
   EXPECT_EQ(cycle(), good);
-  for (const auto& entry : map_.writer().list()) map_.fail(entry.key, -6);
+  for (const auto& entry : map_->writer().list()) map_->fail(entry.key, -6);
   StreamCapture err(2);
   std::string text = cycle();
   EXPECT_EQ(
@@ -319,13 +310,13 @@ TEST_F(SymmTest, DebugLinesUseThePhasorText) {
   debugMask = kDebugMaskDefault;  // no bit 1: silent
   {
     StreamCapture out(1);
-    updater_.init();
+    updater_->init();
     cycle();
     EXPECT_EQ(out.finish(), "");
   }
   debugMask = kDebugLivedata;
   StreamCapture out(1);
-  updater_.init();
+  updater_->init();
   cycle();
   EXPECT_EQ(out.finish(), "SymmUpdate init...\nPhasorUpdate displayData...\n");
 }

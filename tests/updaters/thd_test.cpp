@@ -9,15 +9,18 @@
 #include <string>
 
 #include "livedata/Globals.h"
+#include "platform/meter_blocks.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
+#include "tests/updaters/UpdaterFixture.h"
 #include "tests/updaters/phasor_testing.h"
 #include "updaters/ThdUpdate.h"
 
 namespace {
 
 using phasortest::GlobalsScope;
+using updatertest::UpdaterFixture;
 using testsupport::MapFixture;
 using testsupport::StreamCapture;
 
@@ -91,11 +94,14 @@ std::string harmonicArray(const char* name, const std::map<int, std::string>& va
 }
 
 // Byte offsets of the arrays in block 2.
-enum : size_t {
-  kVaPhs = 76800, kVaMag = 77056, kVbPhs = 77312, kVbMag = 77568, kVcPhs = 77824,
-  kVcMag = 78080, kIaPhs = 78848, kIaMag = 79104, kIbPhs = 79360, kIbMag = 79616,
-  kIcPhs = 79872, kIcMag = 80128
-};
+using meter_blocks::harmonicMagnitudeOffset;
+using meter_blocks::harmonicPhaseOffset;
+constexpr size_t kVaPhs = harmonicPhaseOffset(0), kVaMag = harmonicMagnitudeOffset(0);
+constexpr size_t kVbPhs = harmonicPhaseOffset(1), kVbMag = harmonicMagnitudeOffset(1);
+constexpr size_t kVcPhs = harmonicPhaseOffset(2), kVcMag = harmonicMagnitudeOffset(2);
+constexpr size_t kIaPhs = harmonicPhaseOffset(3), kIaMag = harmonicMagnitudeOffset(3);
+constexpr size_t kIbPhs = harmonicPhaseOffset(4), kIbMag = harmonicMagnitudeOffset(4);
+constexpr size_t kIcPhs = harmonicPhaseOffset(5), kIcMag = harmonicMagnitudeOffset(5);
 
 void putMagnitude(MapFixture& map, size_t array, int element, uint16_t value) {
   map.writeBlock(2, array + 2 * static_cast<size_t>(element), &value, sizeof value);
@@ -113,21 +119,10 @@ std::string allZeroHarmonics() {
   return text;
 }
 
-class ThdTest : public ::testing::Test {
+class ThdTest : public UpdaterFixture<ThdUpdate> {
  protected:
-  explicit ThdTest(const std::string& catalog = kCatalog) : map_(catalog) {
-    updater_.setJsonFile(map_.dir().file("thd_data.json").c_str());
-  }
-  void init() {
-    StreamCapture err(2);
-    updater_.init();
-    initErrors_ = err.finish();
-  }
-  std::string cycle() { return phasortest::cycle(updater_); }
-
-  MapFixture map_;
-  ThdUpdate updater_;
-  std::string initErrors_;
+  explicit ThdTest(const std::string& catalog = kCatalog)
+      : UpdaterFixture("thd_data.json", catalog) {}
 };
 
 TEST(ThdFormatTest, HundredthsMatchPrintfForEverySixteenBitValue) {
@@ -168,25 +163,25 @@ TEST_F(ThdTest, WyeDocumentWithZeroHarmonics) {
 TEST_F(ThdTest, HarmonicsAreListedFromTheLastElementDown) {
   GlobalsScope globals(0);
   init();
-  putMagnitude(map_, kVaMag, 127, 65535);
-  putMagnitude(map_, kVaMag, 64, 1);
-  putMagnitude(map_, kVaMag, 0, 10000);
-  putPhase(map_, kVaPhs, 127, -5);
-  putPhase(map_, kVaPhs, 1, -18000);
-  putPhase(map_, kVaPhs, 0, 17999);
-  putMagnitude(map_, kVbMag, 2, 12345);
-  putPhase(map_, kVcPhs, 3, -1);
-  putMagnitude(map_, kIaMag, 126, 99);
-  putPhase(map_, kIbPhs, 10, -100);
-  putMagnitude(map_, kIcMag, 5, 1);
-  putPhase(map_, kIcPhs, 64, 32767);
-  putPhase(map_, kIcPhs, 63, -32768);
-  putMagnitude(map_, kVbPhs, 0, 40000);  // a phase above 32767 reads as negative: -25536
+  putMagnitude(*map_, kVaMag, 127, 65535);
+  putMagnitude(*map_, kVaMag, 64, 1);
+  putMagnitude(*map_, kVaMag, 0, 10000);
+  putPhase(*map_, kVaPhs, 127, -5);
+  putPhase(*map_, kVaPhs, 1, -18000);
+  putPhase(*map_, kVaPhs, 0, 17999);
+  putMagnitude(*map_, kVbMag, 2, 12345);
+  putPhase(*map_, kVcPhs, 3, -1);
+  putMagnitude(*map_, kIaMag, 126, 99);
+  putPhase(*map_, kIbPhs, 10, -100);
+  putMagnitude(*map_, kIcMag, 5, 1);
+  putPhase(*map_, kIcPhs, 64, 32767);
+  putPhase(*map_, kIcPhs, 63, -32768);
+  putMagnitude(*map_, kVbPhs, 0, 40000);  // a phase above 32767 reads as negative: -25536
   // Bytes outside the twelve arrays (the gap and the neighbours) never appear.
   const std::string ones(512, '\xff');
-  map_.writeBlock(2, 78336, ones);
-  map_.writeBlock(2, 76800 - 512, ones);
-  map_.writeBlock(2, 80384, ones);
+  map_->writeBlock(2, 78336, ones);
+  map_->writeBlock(2, kVaPhs - 512, ones);
+  map_->writeBlock(2, 80384, ones);
   const std::string harmonics =
       harmonicArray("va_mag", {{127, "655.35"}, {64, "0.01"}, {0, "100.00"}}) +
       harmonicArray("va_phs", {{127, "-0.05"}, {1, "-180.00"}, {0, "179.99"}}) +
@@ -197,7 +192,7 @@ TEST_F(ThdTest, HarmonicsAreListedFromTheLastElementDown) {
       harmonicArray("ic_phs", {{64, "327.67"}, {63, "-327.68"}});
   EXPECT_EQ(cycle(), phasortest::documentHead() + kWyeReadings + harmonics + kTail);
   // The block is read afresh each cycle.
-  putMagnitude(map_, kVaMag, 127, 0);
+  putMagnitude(*map_, kVaMag, 127, 0);
   const std::string changed =
       harmonicArray("va_mag", {{64, "0.01"}, {0, "100.00"}}) +
       harmonics.substr(harmonicArray("va_mag", {{127, "655.35"}, {64, "0.01"}, {0, "100.00"}}).size());
@@ -207,8 +202,8 @@ TEST_F(ThdTest, HarmonicsAreListedFromTheLastElementDown) {
 TEST_F(ThdTest, MagnitudesAreUnsigned) {
   GlobalsScope globals(0);
   init();
-  putMagnitude(map_, kIcMag, 0, 65535);
-  putMagnitude(map_, kIcMag, 127, 32768);
+  putMagnitude(*map_, kIcMag, 0, 65535);
+  putMagnitude(*map_, kIcMag, 127, 32768);
   std::string harmonics;
   for (const char* name : {"va_mag", "va_phs", "vb_mag", "vb_phs", "vc_mag", "vc_phs",
                            "ia_mag", "ia_phs", "ib_mag", "ib_phs"}) {
@@ -238,7 +233,7 @@ TEST_F(ThdTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   init();
   const std::string good = phasortest::documentHead() + kWyeReadings + allZeroHarmonics() + kTail;
   EXPECT_EQ(cycle(), good);
-  for (const auto& entry : map_.writer().list()) map_.fail(entry.key, -6);
+  for (const auto& entry : map_->writer().list()) map_->fail(entry.key, -6);
   StreamCapture err(2);
   std::string text = cycle();
   EXPECT_EQ(err.finish(),
@@ -337,7 +332,9 @@ TEST(ThdWithoutMapTest, UnmappedBlockPublishesZeroHarmonics) {
                        "error code= -1\n"),
             std::string::npos);
   StreamCapture readErr(2);
-  std::string text = phasortest::cycle(updater);
+  updater.getData();
+  updater.displayData();
+  std::string text = testsupport::readFile(dir.file("thd_data.json"));
   readErr.finish();
   const std::string readings =
       "\"frequency\":\"0.000 Hz\",\n"
@@ -361,14 +358,14 @@ TEST_F(ThdTest, DebugLinesWithTheThdOrLivedataBit) {
   debugMask = kDebugPhasor;
   {
     StreamCapture out(1);
-    updater_.init();
+    updater_->init();
     cycle();
     EXPECT_EQ(out.finish(), "");
   }
   for (uint32_t mask : {kDebugThd, kDebugLivedata}) {
     debugMask = mask;
     StreamCapture out(1);
-    updater_.init();
+    updater_->init();
     cycle();
     EXPECT_EQ(out.finish(), "ThdUpdate init...\nThdUpdate displayData...\n");
   }

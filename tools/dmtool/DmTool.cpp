@@ -8,6 +8,7 @@
 
 #include "platform/host/MapFormat.h"
 #include "platform/host/ValueText.h"
+#include "platform/host/WriteAll.h"
 
 namespace {
 
@@ -37,16 +38,7 @@ bool readStdin(size_t limit, std::string* data) {
   return true;
 }
 
-bool writeAllStdout(const std::string& data) {
-  size_t done = 0;
-  while (done < data.size()) {
-    ssize_t n = write(STDOUT_FILENO, data.data() + done, data.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) return false;
-    done += static_cast<size_t>(n);
-  }
-  return true;
-}
+bool writeAllStdout(const std::string& data) { return dmhost::writeAll(STDOUT_FILENO, data); }
 
 }  // namespace
 

@@ -20,13 +20,6 @@ double harmonicLevel(int h, bool current) {
 
 }  // namespace
 
-size_t HarmonicModel::phaseOffset(int channel) {
-  static const size_t kOffsets[kChannels] = {76800, 77312, 77824, 78848, 79360, 79872};
-  return kOffsets[channel];
-}
-
-size_t HarmonicModel::magnitudeOffset(int channel) { return phaseOffset(channel) + 256; }
-
 HarmonicModel::HarmonicModel(double voltageThdPercent, SimRandom& rng) {
   memset(harmonics_, 0, sizeof harmonics_);
   for (int c = 0; c < kChannels; ++c) {

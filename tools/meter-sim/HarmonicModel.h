@@ -3,7 +3,7 @@
 // (uint16, element h = harmonic order h, element 1 the fundamental at 10000)
 // and 128 phases in 0.01 degree (int16, -18000..17999). THD and K-factor are
 // computed from these published (quantised) values, so they match what a reader
-// of the block finds.
+// of the block finds. Where the arrays lie is platform/meter_blocks.h's.
 //
 // Thread-safety: one object per thread.
 #ifndef TOOLS_METER_SIM_HARMONICMODEL_H_
@@ -14,20 +14,17 @@
 
 #include "SimRandom.h"
 #include "ThreePhaseModel.h"
+#include "platform/meter_blocks.h"
 
 class HarmonicModel {
  public:
-  static constexpr int kBins = 128;
-  static constexpr int kChannels = 6;  // va, vb, vc, ia, ib, ic
+  static constexpr int kBins = meter_blocks::kHarmonicArrayLength;
+  static constexpr int kChannels = meter_blocks::kHarmonicChannels;  // va, vb, vc, ia, ib, ic
 
   struct Harmonics {
     uint16_t magnitude[kBins];
     int16_t phase[kBins];
   };
-
-  // Byte offsets of a channel's arrays in block 2.
-  static size_t phaseOffset(int channel);
-  static size_t magnitudeOffset(int channel);
 
   HarmonicModel(double voltageThdPercent, SimRandom& rng);
 

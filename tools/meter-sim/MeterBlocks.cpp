@@ -2,65 +2,83 @@
 
 #include <string.h>
 
+#include <algorithm>
+
 #include "platform/common_api.h"
+#include "platform/meter_blocks.h"
+
+namespace {
+
+using namespace meter_blocks;
+
+// The texts of one group of block 1's fields, from its first field upwards.
+struct TextGroup {
+  size_t first;
+  std::vector<const char*> texts;
+};
+
+const TextGroup kTextGroups[] = {
+    {kEnergyTexts, {"VARh Q34", "VARh Q12", "Wh Rec", "Wh Del", "VAh"}},
+    {kUncompensatedTexts,
+     {"VARh Q34 Unc", "VARh Q12 Unc", "Wh Rec Unc", "Wh Del Unc", "VAh Unc"}},
+    {kV2tI2tTexts, {"V2t C", "V2t B", "V2t A", "I2t C", "I2t B", "I2t A"}},
+    {kQuadrantTexts,
+     {"Wh Q1", "Wh Q2", "Wh Q3", "Wh Q4", "VARh Q1", "VARh Q2", "VARh Q3", "VARh Q4", "VAh Q1",
+      "VAh Q2", "VAh Q3", "VAh Q4"}},
+    {kQhrTexts, {"Qh Neg", "Qh Pos"}},
+    // Pulse accumulators 8 down to 1, aggregators 4 down to 1.
+    {kAccumulatorTexts,
+     {"Accum 8 Wh C", "Accum 7 Wh B", "Accum 6 Wh A", "Accum 5 VAh", "Accum 4 VARh-",
+      "Accum 3 VARh+", "Accum 2 Wh Rec", "Accum 1 Wh Del"}},
+    {kAggregatorTexts, {"Agg 4 Wh B+C", "Agg 3 VAh+Wh A", "Agg 2 VARh", "Agg 1 Wh Net"}},
+};
+
+}  // namespace
 
 const std::vector<MeterBlocks::TextField>& MeterBlocks::textFields() {
-  static const std::vector<TextField> kFields = {
-      // Energy registers, compensated.
-      {29596, "VARh Q34"}, {29616, "VARh Q12"}, {29636, "Wh Rec"}, {29656, "Wh Del"},
-      {29676, "VAh"},
-      // Energy registers, uncompensated.
-      {29836, "VARh Q34 Unc"}, {29856, "VARh Q12 Unc"}, {29876, "Wh Rec Unc"},
-      {29896, "Wh Del Unc"}, {29916, "VAh Unc"},
-      // I squared t and V squared t.
-      {29936, "V2t C"}, {29956, "V2t B"}, {29976, "V2t A"}, {29996, "I2t C"},
-      {30016, "I2t B"}, {30036, "I2t A"},
-      // Per-quadrant registers.
-      {30056, "Wh Q1"}, {30076, "Wh Q2"}, {30096, "Wh Q3"}, {30116, "Wh Q4"},
-      {30136, "VARh Q1"}, {30156, "VARh Q2"}, {30176, "VARh Q3"}, {30196, "VARh Q4"},
-      {30216, "VAh Q1"}, {30236, "VAh Q2"}, {30256, "VAh Q3"}, {30276, "VAh Q4"},
-      // Q-hours.
-      {30296, "Qh Neg"}, {30316, "Qh Pos"},
-      // Pulse accumulators 1..8 (the page lists them from 32940 down).
-      {32940, "Accum 1 Wh Del"}, {32920, "Accum 2 Wh Rec"}, {32900, "Accum 3 VARh+"},
-      {32880, "Accum 4 VARh-"}, {32860, "Accum 5 VAh"}, {32840, "Accum 6 Wh A"},
-      {32820, "Accum 7 Wh B"}, {32800, "Accum 8 Wh C"},
-      // Aggregators 1..4.
-      {33196, "Agg 1 Wh Net"}, {33176, "Agg 2 VARh"}, {33156, "Agg 3 VAh+Wh A"},
-      {33136, "Agg 4 Wh B+C"},
-  };
+  static const std::vector<TextField> kFields = [] {
+    std::vector<TextField> fields;
+    for (const TextGroup& group : kTextGroups) {
+      for (size_t i = 0; i < group.texts.size(); ++i) {
+        fields.push_back(TextField{textField(group.first, static_cast<int>(i)), group.texts[i]});
+      }
+    }
+    return fields;
+  }();
   return kFields;
 }
 
 bool MeterBlocks::writeTextFields(std::string* error) {
   for (const TextField& field : textFields()) {
-    char text[20] = {};
+    char text[kTextFieldSize] = {};
     strncpy(text, field.text, sizeof text - 1);
-    if (!map_.writeBlock(1, field.offset, text, sizeof text, error)) return false;
+    if (!map_.writeBlock(kTextBlock, field.offset, text, sizeof text, error)) return false;
   }
   return true;
 }
 
 uint16_t MeterBlocks::factoryChecksum(const unsigned char record[kFactoryRecordSize]) {
-  return CRC16_down(0xFFFF, 510, record + kFactoryRecordSize - 1);
+  return CRC16_down(0xFFFF, kFactoryChecksumLength, record + kFactoryRecordSize - 1);
 }
 
 bool MeterBlocks::writeFactoryRecord(const std::string& serial, const std::string& oem,
                                      std::string* error) {
   unsigned char record[kFactoryRecordSize] = {};
-  memcpy(record + (kSerialOffset - kFactoryRecord), serial.data(), serial.size() < 16 ? serial.size() : 16);
-  memcpy(record + (kOemOffset - kFactoryRecord), oem.data(), oem.size() < 16 ? oem.size() : 16);
+  const size_t field = kFactoryFieldSize;
+  memcpy(record + (kFactorySerial - kFactoryRecord), serial.data(), std::min(serial.size(), field));
+  memcpy(record + (kFactoryOem - kFactoryRecord), oem.data(), std::min(oem.size(), field));
   const uint16_t crc = factoryChecksum(record);
   record[0] = static_cast<unsigned char>(crc >> 8);  // big-endian on every machine
   record[1] = static_cast<unsigned char>(crc & 0xFF);
-  return map_.writeBlock(2, kFactoryRecord, record, sizeof record, error);
+  return map_.writeBlock(kReadingsBlock, kFactoryRecord, record, sizeof record, error);
 }
 
 bool MeterBlocks::writeHarmonics(const HarmonicModel& model, std::string* error) {
   for (int c = 0; c < HarmonicModel::kChannels; ++c) {
     const HarmonicModel::Harmonics& s = model.harmonics(c);
-    if (!map_.writeBlock(2, HarmonicModel::phaseOffset(c), s.phase, sizeof s.phase, error) ||
-        !map_.writeBlock(2, HarmonicModel::magnitudeOffset(c), s.magnitude, sizeof s.magnitude, error))
+    if (!map_.writeBlock(kReadingsBlock, harmonicPhaseOffset(c), s.phase, sizeof s.phase, error) ||
+        !map_.writeBlock(kReadingsBlock, harmonicMagnitudeOffset(c), s.magnitude,
+                         sizeof s.magnitude, error))
       return false;
   }
   return true;
@@ -70,7 +88,7 @@ bool MeterBlocks::writeLimits(const std::vector<Limit>& limits, std::string* err
   uint32_t enabled = 0;
   uint16_t ids[kLimits];
   uint8_t subIds[kLimits] = {};
-  char names[kLimits][80] = {};
+  char names[kLimits][kLimitNameSize] = {};
   for (int i = 0; i < kLimits; ++i) {
     ids[i] = 0xFFFF;
     if (i >= static_cast<int>(limits.size())) continue;
@@ -79,8 +97,8 @@ bool MeterBlocks::writeLimits(const std::vector<Limit>& limits, std::string* err
     subIds[i] = limits[i].subId;
     strncpy(names[i], limits[i].name.c_str(), sizeof names[i] - 1);
   }
-  return map_.writeBlock(18, kLimitEnableWord, &enabled, sizeof enabled, error) &&
-         map_.writeBlock(18, kLimitItemIds, ids, sizeof ids, error) &&
-         map_.writeBlock(18, kLimitSubIds, subIds, sizeof subIds, error) &&
-         map_.writeBlock(19, kLimitNames, names, sizeof names, error);
+  return map_.writeBlock(kLimitTableBlock, kLimitEnableWord, &enabled, sizeof enabled, error) &&
+         map_.writeBlock(kLimitTableBlock, kLimitItemIds, ids, sizeof ids, error) &&
+         map_.writeBlock(kLimitTableBlock, kLimitSubIds, subIds, sizeof subIds, error) &&
+         map_.writeBlock(kLimitNameBlock, kLimitNames, names, sizeof names, error);
 }

@@ -1,11 +1,12 @@
 // The raw data blocks of the simulated meter:
 //  - block 1: the energy page's text fields (NUL-terminated, 20 bytes apart);
 //  - block 2: the factory record (serial number, OEM text and a big-endian
-//    CRC-16 over bytes 59906..60415, walked downwards from 60415) and the six
-//    harmonic arrays;
+//    CRC-16 walked downwards from the record's last byte) and the six harmonic
+//    arrays;
 //  - blocks 18 and 19: the limit table (enable word, log item and sub ids) and
 //    the limit names.
-// Everything except the checksum is in the machine's native byte order.
+// Everything except the checksum is in the machine's native byte order; the
+// offsets are those of platform/meter_blocks.h, which the daemon reads by.
 //
 // Thread-safety: one object per thread.
 #ifndef TOOLS_METER_SIM_METERBLOCKS_H_
@@ -19,19 +20,10 @@
 
 #include "HarmonicModel.h"
 #include "platform/host/HostDatamap.h"
+#include "platform/meter_blocks.h"
 
 class MeterBlocks {
  public:
-  static constexpr size_t kFactoryRecord = 59904;  // block 2
-  static constexpr size_t kFactoryRecordSize = 512;
-  static constexpr size_t kSerialOffset = 60352;
-  static constexpr size_t kOemOffset = 60368;
-  static constexpr size_t kLimitEnableWord = 8832;  // block 18; bit 0 = most significant
-  static constexpr size_t kLimitItemIds = 8840;     // block 18, 32 x uint16
-  static constexpr size_t kLimitSubIds = 8968;      // block 18, 32 x uint8
-  static constexpr size_t kLimitNames = 64;         // block 19, 32 x 80 bytes
-  static constexpr int kLimits = 32;
-
   struct Limit {
     uint16_t id;
     uint8_t subId;
@@ -55,7 +47,7 @@ class MeterBlocks {
   bool writeLimits(const std::vector<Limit>& limits, std::string* error);
 
   // The factory record's checksum as the meter computes it.
-  static uint16_t factoryChecksum(const unsigned char record[kFactoryRecordSize]);
+  static uint16_t factoryChecksum(const unsigned char record[meter_blocks::kFactoryRecordSize]);
 
  private:
   dmhost::HostDatamap& map_;

@@ -1,0 +1,121 @@
+// The fixture of the updater document tests: a host datamap built from
+// catalogue text in a private temporary directory, WEB_ROOT pointing at that
+// directory, one updater writing its document there, and the globals the
+// updaters read set to known values for the test and restored after it.
+//
+// SetUp builds the map from the fixture's catalogue and the updater, without
+// initialising it; tests call init() (or start() to rebuild from another
+// catalogue and initialise) and then cycle().
+#ifndef TESTS_UPDATERS_UPDATERFIXTURE_H_
+#define TESTS_UPDATERS_UPDATERFIXTURE_H_
+
+#include <gtest/gtest.h>
+#include <stdint.h>
+#include <stdlib.h>
+
+#include <memory>
+#include <string>
+#include <utility>
+
+#include "livedata/Globals.h"
+#include "tests/support/MapFixture.h"
+#include "tests/support/StreamCapture.h"
+#include "tests/support/TempDir.h"
+
+namespace updatertest {
+
+template <typename Updater>
+class UpdaterFixture : public ::testing::Test {
+ protected:
+  // documentName: the document's file name in the test directory; catalog: the
+  // map SetUp and start() build.
+  UpdaterFixture(const char* documentName, std::string catalog)
+      : path_(dir_.file(documentName)), catalog_(std::move(catalog)) {}
+
+  void SetUp() override {
+    setenv("WEB_ROOT", dir_.path().c_str(), 1);
+    timestamp_print_out_format = 0;
+    debug = false;
+    debugMask = kDebugMaskDefault;
+    build(catalog_);
+  }
+
+  void TearDown() override {
+    updater_.reset();
+    map_.reset();
+    unsetenv("WEB_ROOT");
+    hookup.store(savedHookup_, std::memory_order_relaxed);
+    timestamp_print_out_format = savedFormat_;
+    debug = savedDebug_;
+    debugMask = savedMask_;
+  }
+
+  // What start() writes into a new map before the updater is made (nothing here).
+  virtual void prepareMap(testsupport::MapFixture& map) { (void)map; }
+
+  // A new map from catalog and a new updater writing the document; not initialised.
+  void build(const std::string& catalog) {
+    dropMapAndUpdater();
+    map_ = std::make_unique<testsupport::MapFixture>(catalog);
+    makeUpdater();
+  }
+
+  // init(); what it printed on standard error goes to initErrors_.
+  void init() {
+    testsupport::StreamCapture err(2);
+    EXPECT_EQ(0, updater_->init());
+    initErrors_ = err.finish();
+  }
+
+  // A new map from catalog with prepareMap's data, a new updater, init();
+  // returns what init printed on standard error.
+  std::string start(const std::string& catalog) {
+    dropMapAndUpdater();
+    map_ = std::make_unique<testsupport::MapFixture>(catalog);
+    prepareMap(*map_);
+    makeUpdater();
+    init();
+    return initErrors_;
+  }
+  std::string start() { return start(catalog_); }
+
+  // One getData and displayData as the updater's thread runs them; returns the
+  // document. With errors, what the cycle printed on standard error goes there.
+  std::string cycle(std::string* errors = nullptr) {
+    std::unique_ptr<testsupport::StreamCapture> err;
+    if (errors != nullptr) err = std::make_unique<testsupport::StreamCapture>(2);
+    EXPECT_EQ(0, updater_->getData());
+    EXPECT_EQ("", updater_->displayData());
+    if (errors != nullptr) *errors = err->finish();
+    return testsupport::readFile(updater_->getJsonFile());
+  }
+
+  testsupport::TempDir dir_;
+  const std::string path_;
+  std::unique_ptr<testsupport::MapFixture> map_;
+  std::unique_ptr<Updater> updater_;
+  std::string initErrors_;
+
+ private:
+  // The old map goes before the new one opens: closing it closes the process's
+  // datamap handle.
+  void dropMapAndUpdater() {
+    updater_.reset();
+    map_.reset();
+  }
+
+  void makeUpdater() {
+    updater_ = std::make_unique<Updater>();
+    updater_->setJsonFile(path_.c_str());
+  }
+
+  const std::string catalog_;
+  const uint32_t savedHookup_ = hookup.load(std::memory_order_relaxed);
+  const int savedFormat_ = timestamp_print_out_format;
+  const bool savedDebug_ = debug;
+  const uint32_t savedMask_ = debugMask;
+};
+
+}  // namespace updatertest
+
+#endif  // TESTS_UPDATERS_UPDATERFIXTURE_H_
