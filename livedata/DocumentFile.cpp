@@ -61,6 +61,12 @@ DocumentFile::~DocumentFile() {
 }
 
 bool DocumentFile::open(const char* path) {
+  if (!openKeepingOwner(path)) return false;
+  chown_to_parent_dir(path);
+  return true;
+}
+
+bool DocumentFile::openKeepingOwner(const char* path) {
   if (fd_ >= 0) close();
   text_.clear();
   // Not truncated: readers keep the previous text while this cycle formats.
@@ -75,7 +81,6 @@ bool DocumentFile::open(const char* path) {
   fd_ = fd;
   openedSize_ = status.st_size;
   path_.assign(path);
-  chown_to_parent_dir(path);
   return true;
 }
 

@@ -38,6 +38,9 @@ class DocumentFile {
   // Opens path for this cycle; false (and nothing written) when it cannot or
   // when path is not a regular file.
   bool open(const char* path);
+  // open() without giving the file its directory's owner, for a document that
+  // sets its owner and mode itself.
+  bool openKeepingOwner(const char* path);
   bool isOpen() const { return fd_ >= 0; }
   int fd() const { return fd_; }
 

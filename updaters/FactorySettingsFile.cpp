@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "livedata/DocumentFile.h"
 #include "livedata/JsonDirectory.h"
 #include "platform/common_api.h"
 #include "platform/meter_blocks.h"
@@ -23,19 +24,6 @@ using meter_blocks::kFactorySerial;
 
 // The document is small and fixed in shape: two 16-byte texts plus the frame.
 constexpr int kDocumentSize = 384;
-
-// Writes all of text to fd, retrying short writes.
-void writeAll(int fd, const char* text, size_t length) {
-  while (length > 0) {
-    ssize_t written = ::write(fd, text, length);
-    if (written < 0) {
-      if (errno == EINTR) continue;
-      return;
-    }
-    text += written;
-    length -= static_cast<size_t>(written);
-  }
-}
 
 }  // namespace
 
@@ -87,8 +75,11 @@ int FactorySettingsFile::format(const unsigned char* block, char* text, int size
 
 void FactorySettingsFile::write(const unsigned char* block) {
   if (block == nullptr) return;
-  int fd = ::open(sys_config_jsonfile, O_RDWR | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (fd < 0) return;
+  // Written like the updater documents: formatted whole, then put over the old
+  // text in one write (never truncated first), failures on the runtime log.
+  // Never destroyed: the energy thread may still write while the process exits.
+  static DocumentFile& document = *new DocumentFile(kDocumentSize);
+  if (!document.openKeepingOwner(sys_config_jsonfile)) return;
   // The file takes the owner and group of its directory; -1 leaves them as they are.
   uid_t owner = static_cast<uid_t>(-1);
   gid_t group = static_cast<gid_t>(-1);
@@ -98,13 +89,13 @@ void FactorySettingsFile::write(const unsigned char* block) {
     group = directory.st_gid;
   }
   // Failures of either are ignored: the document is still written.
-  if (fchmod(fd, 0774) != 0) {
+  if (fchmod(document.fd(), 0774) != 0) {
   }
-  if (fchown(fd, owner, group) != 0) {
+  if (fchown(document.fd(), owner, group) != 0) {
   }
   char text[kDocumentSize];
   int length = format(block, text, sizeof text);
-  if (length > 0) writeAll(fd, text, static_cast<size_t>(length));
-  fsync(fd);
-  ::close(fd);
+  if (length >= static_cast<int>(sizeof text)) length = static_cast<int>(sizeof text) - 1;
+  if (length > 0) document.append(text, static_cast<size_t>(length));
+  document.close();
 }

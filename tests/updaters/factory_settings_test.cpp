@@ -1,5 +1,6 @@
 // Golden tests of "meter_factory_setting.json", written by the energy updater's
 // cycle from the factory record of the shared_meter_readings block.
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -181,6 +182,34 @@ TEST_F(FactorySettingsTest, RewrittenEveryCycle) {
   EXPECT_EQ(good("1234567890", "ACME"), cycle());
   energy_test::writeFactoryRecord(*map_, energy_test::factoryRecord("SERIAL", "OEM2"));
   EXPECT_EQ(good("SERIAL", "OEM2"), cycle());
+}
+
+TEST_F(FactorySettingsTest, LongerOldTextIsCutAndTheFileKeptInPlace) {
+  testsupport::writeFile(path_, std::string(1000, 'x'));
+  struct stat before;
+  ASSERT_EQ(0, stat(path_.c_str(), &before));
+  energy_test::writeFactoryRecord(*map_, energy_test::factoryRecord("0000001234567890", "ACME"));
+  EXPECT_EQ(good("1234567890", "ACME"), cycle());
+  struct stat after;
+  ASSERT_EQ(0, stat(path_.c_str(), &after));
+  EXPECT_EQ(before.st_ino, after.st_ino);
+}
+
+TEST_F(FactorySettingsTest, FifoAtThePathIsSkippedWithoutBlocking) {
+  ASSERT_EQ(0, mkfifo(path_.c_str(), 0644));
+  int reader = open(path_.c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_GE(reader, 0);
+  energy_test::writeFactoryRecord(*map_, energy_test::factoryRecord("0000001234567890", "ACME"));
+  StreamCapture err(2);
+  updater_->getData();
+  updater_->displayData();
+  err.finish();
+  char byte;
+  EXPECT_GE(0, read(reader, &byte, 1)) << "the document was written into the FIFO";
+  close(reader);
+  struct stat info;
+  ASSERT_EQ(0, lstat(path_.c_str(), &info));
+  EXPECT_TRUE(S_ISFIFO(info.st_mode));
 }
 
 }  // namespace
