@@ -3,6 +3,7 @@
 #include <stdio.h>
 #include <string.h>
 
+#include "livedata/DecimalDigits.h"
 #include "livedata/Globals.h"
 #include "platform/meter_blocks.h"
 
@@ -126,18 +127,15 @@ size_t ThdUpdate::formatHundredths(int32_t value, char* out) {
     *next++ = '-';
     magnitude = 0u - magnitude;
   }
-  const uint32_t hundredths = magnitude % 100u;
-  uint32_t whole = magnitude / 100u;
-  char digits[10];
-  int count = 0;
-  do {
-    digits[count++] = static_cast<char>('0' + whole % 10u);
-    whole /= 10u;
-  } while (whole != 0);
-  while (count > 0) *next++ = digits[--count];
+  const uint32_t whole = magnitude / 100u;
+  // The whole part without leading zeros; the hundredths always as a digit pair.
+  if (whole < 10u) {
+    *next++ = static_cast<char>('0' + whole);
+  } else {
+    next = DecimalDigits::writeTwoAtLeast(next, whole);
+  }
   *next++ = '.';
-  *next++ = static_cast<char>('0' + hundredths / 10u);
-  *next++ = static_cast<char>('0' + hundredths % 10u);
+  next = DecimalDigits::writeTwoAtLeast(next, magnitude % 100u);
   return static_cast<size_t>(next - out);
 }
 
