@@ -79,6 +79,8 @@ describe('live page', { concurrency: false }, () => {
     context = await chromium.launchPersistentContext(profile, {
       headless: true, executablePath: process.env.CHROMIUM || '/usr/bin/chromium', args: BROWSER_FLAGS,
       viewport: { width: 1280, height: 900 },
+      // Chromium keeps its crash database and caches under HOME: inside the temp root.
+      env: { ...process.env, HOME: profile, XDG_CONFIG_HOME: profile, XDG_CACHE_HOME: profile },
     });
     page = await context.newPage();
     watchProblems();
