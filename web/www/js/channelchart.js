@@ -116,21 +116,44 @@ export function spectrumOf(mags, phases) {
   return { mag, phase, magText, phaseText };
 }
 
-// One period sampled at n points (t = 2 pi k / (n - 1)), scaled to rms.
+// One period sampled at n points (t = 2 pi i / (n - 1)), scaled to rms.
+// h t is a whole multiple of 2 pi / (n - 1), so cos(h t + p) is taken as
+// cos(h t) cos p - sin(h t) sin p with cos(h t) and sin(h t) from one table of
+// n - 1 angles: no cosine is computed per point.
 export function waveform(spectrum, rms, n) {
   const out = new Float64Array(n);
   let sumSquares = 0;
   for (let h = 1; h <= ORDERS; h += 1) if (Number.isFinite(spectrum.mag[h])) sumSquares += spectrum.mag[h] ** 2;
   if (!(sumSquares > 0) || !Number.isFinite(rms)) return out;
   const k = rms / Math.sqrt(sumSquares / 2);
-  for (let i = 0; i < n; i += 1) {
-    const t = (2 * Math.PI * i) / (n - 1);
-    let sum = 0;
-    for (let h = 1; h <= ORDERS; h += 1) {
-      const m = spectrum.mag[h];
-      if (m > 0 && Number.isFinite(spectrum.phase[h])) sum += m * Math.cos(h * t + (spectrum.phase[h] * Math.PI) / 180);
+  const { cos, sin } = unitCircle(n - 1);
+  for (let h = 1; h <= ORDERS; h += 1) {
+    const m = spectrum.mag[h];
+    if (!(m > 0) || !Number.isFinite(spectrum.phase[h])) continue;
+    const p = (spectrum.phase[h] * Math.PI) / 180;
+    const a = k * m * Math.cos(p);
+    const b = k * m * Math.sin(p);
+    for (let i = 0, j = 0; i < n; i += 1) {
+      out[i] += a * cos[j] - b * sin[j];
+      j += h;
+      if (j >= n - 1) j %= n - 1;
     }
-    out[i] = k * sum;
   }
   return out;
+}
+
+const circles = new Map();
+
+// cos and sin of 2 pi j / steps for j = 0 .. steps - 1 (made once per size).
+function unitCircle(steps) {
+  let circle = circles.get(steps);
+  if (!circle) {
+    circle = { cos: new Float64Array(steps), sin: new Float64Array(steps) };
+    for (let j = 0; j < steps; j += 1) {
+      circle.cos[j] = Math.cos((2 * Math.PI * j) / steps);
+      circle.sin[j] = Math.sin((2 * Math.PI * j) / steps);
+    }
+    circles.set(steps, circle);
+  }
+  return circle;
 }

@@ -3,7 +3,7 @@
 // stays flat), Pst and Plt with their extremes and times, the countdowns,
 // frequencies and nominal voltage.
 
-import { el, svg, setAttrs, boundTable, Bindings } from './dom.js';
+import { el, svg, setText, setAttrs, boundTable, Bindings } from './dom.js';
 import { numberOf } from './values.js';
 import { panelFrame } from './panel.js';
 
@@ -72,7 +72,7 @@ export class FlickerPanel {
       if (now - this.times[slot] > WINDOW_MS) continue;
       for (let k = 0; k < 3; k += 1) if (Number.isFinite(this.values[k][slot])) top = Math.max(top, this.values[k][slot]);
     }
-    this.scaleText.textContent = `${top.toFixed(2)}`;
+    setText(this.scaleText, top.toFixed(2));
     this.lines.forEach((line, k) => setAttrs(line, { points: this.pointsOf(k, now, first, top) }));
   }
 

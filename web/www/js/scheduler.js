@@ -3,11 +3,18 @@
 // time that took is recorded (stats.updateMs, the last 600 ticks). Ticks never
 // overlap: the next one starts a period after the previous one began, or at
 // once when it ran longer. Every read has a time-out, so a tick always ends.
+//
+// The panels are rendered together, in one go, once every due document has
+// been read: the browser then lays out and paints the page once per tick
+// instead of once per arriving document. A document still not read
+// renderWaitMs after the tick began does not hold the others back: they are
+// rendered then, and it is rendered when it arrives.
 
 export class Scheduler {
-  constructor(sources, periodMs) {
+  constructor(sources, periodMs, renderWaitMs = 250) {
     this.sources = sources;
     this.periodMs = periodMs;
+    this.renderWaitMs = renderWaitMs;
     this.tick = 0;
     this.timer = 0;
     this.running = false;
@@ -37,7 +44,13 @@ export class Scheduler {
   async runTick() {
     const started = performance.now();
     const due = this.sources.filter((source) => source.dueAt(this.tick));
-    await Promise.allSettled(due.map((source) => source.refresh()));
+    const loads = due.map((source) => source.load());
+    const gate = firstOf(Promise.all(loads), this.renderWaitMs);
+    await Promise.all(due.map(async (source, k) => {
+      const outcome = await loads[k];
+      await gate;
+      source.publish(outcome);
+    }));
     for (const fn of this.afterTick) {
       try {
         fn();
@@ -58,4 +71,13 @@ export class Scheduler {
     this.stats.count += 1;
     this.stats.ticks = this.tick + 1;
   }
+}
+
+// Resolves when promise settles or after waitMs, whichever comes first.
+function firstOf(promise, waitMs) {
+  let timer = 0;
+  const late = new Promise((resolve) => {
+    timer = setTimeout(resolve, waitMs);
+  });
+  return Promise.race([promise.then(() => {}, () => {}), late]).finally(() => clearTimeout(timer));
 }
