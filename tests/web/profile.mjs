@@ -59,7 +59,8 @@ function instrument() {
     for (const e of list.getEntries()) {
       if (!e.name.includes('/json/')) continue;
       out.reads.push({ doc: e.name.split('/').pop(), fetchAt: e.startTime, requestAt: e.requestStart, headersAt: e.responseStart, endAt: e.responseEnd, queue: e.requestStart - e.startTime,
-        headers: e.responseStart - e.requestStart, body: e.responseEnd - e.responseStart, total: e.responseEnd - e.startTime });
+        headers: e.responseStart - e.requestStart, body: e.responseEnd - e.responseStart, total: e.responseEnd - e.startTime,
+        connected: e.connectEnd > e.connectStart });
     }
   }).observe({ type: 'resource' });
   performance.setResourceTimingBufferSize(100000);
@@ -97,6 +98,8 @@ function report(profile, median0) {
     console.log(`${doc.padEnd(28)}${String(net.length).padStart(4)} ${col(net, 'queue')}${col(net, 'headers')}${col(net, 'body')}${col(net, 'total')}`
       + `${col(rendered, 'parseMs')}${col(rendered, 'renderMs')}`);
   }
+  const fresh = profile.reads.filter((r) => r.connected).length;
+  console.log(`reads on a new connection: ${fresh} of ${profile.reads.filter((r) => r.fetchAt !== undefined).length}`);
   const ticks = profile.ticks;
   const firstFetch = (t) => Math.min(...profile.reads.filter((r) => r.fetchAt >= t.start && r.fetchAt <= t.end).map((r) => r.fetchAt));
   const groups = { 'every tick': ticks, 'THD ticks': ticks.filter((t) => t.tick % 3 === 0), 'other ticks': ticks.filter((t) => t.tick % 3 !== 0) };
