@@ -3,6 +3,7 @@
 
 import assert from 'node:assert/strict';
 import fs from 'node:fs';
+import os from 'node:os';
 import path from 'node:path';
 
 const DASH = '\u2014';
@@ -117,8 +118,11 @@ function pageWeight(dir) {
   return bytes;
 }
 
-// Page weight, median time of one update of all panels, and the JS heap
-// (after a forced collection) every 10 s over the given time.
+// Page weight, median time of one update of all panels over the ticks of
+// the run (until the values are in the DOM, and until they are painted),
+// and the JS heap (after a
+// forced collection) and the machine's 1-minute load average every 10 s over
+// the given time.
 export async function measure(page, context, wwwDir, seconds) {
   const cdp = await context.newCDPSession(page);
   await cdp.send('Performance.enable');
@@ -127,13 +131,27 @@ export async function measure(page, context, wwwDir, seconds) {
     const { metrics } = await cdp.send('Performance.getMetrics');
     return metrics.find((m) => m.name === 'JSHeapUsedSize').value;
   };
+  const since = await page.evaluate(() => {
+    const { stats } = window.lduLive.scheduler;
+    return { ticks: stats.count, frames: stats.frames };
+  });
   const samples = [await heap()];
+  const loads = [os.loadavg()[0]];
   const end = Date.now() + seconds * 1000;
   while (Date.now() < end) {
     await page.waitForTimeout(Math.min(10000, Math.max(0, end - Date.now())));
     samples.push(await heap());
+    loads.push(os.loadavg()[0]);
   }
-  const median = await page.evaluate(() => window.lduLive.scheduler.medianUpdateMs());
-  const ticks = await page.evaluate(() => window.lduLive.scheduler.stats.count);
-  return { pageWeightBytes: pageWeight(wwwDir), medianUpdateMs: median, ticks, soakSeconds: seconds, heapBytes: samples };
+  const { median, frame, ticks } = await page.evaluate((from) => {
+    const { scheduler } = window.lduLive;
+    return {
+      median: scheduler.medianUpdateMs(from.ticks), frame: scheduler.medianFrameMs(from.frames),
+      ticks: scheduler.stats.count - from.ticks,
+    };
+  }, since);
+  return {
+    pageWeightBytes: pageWeight(wwwDir), medianUpdateMs: median, medianPaintedMs: frame, ticks, soakSeconds: seconds,
+    loadAverage1m: loads, heapBytes: samples,
+  };
 }

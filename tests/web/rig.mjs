@@ -50,8 +50,10 @@ export function freePort() {
 }
 
 export class MeterRig {
-  constructor({ stage, source }) {
+  // www: the page's directory to serve (default: the staged install's).
+  constructor({ stage, source, www }) {
     this.stage = stage;
+    this.www = www || path.join(stage, 'share/livedata_update/www');
     this.source = source;
     this.dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ldu-web-'));
     this.daemonJson = path.join(this.dir, 'daemon', JSON_PATH);
@@ -125,7 +127,7 @@ export class MeterRig {
   async startServer() {
     this.port = await freePort();
     const conf = execFileSync(path.join(this.source, 'scripts/web-conf'), [
-      '--htdocs', path.join(this.dir, 'served', HTDOCS_PATH), '--www', path.join(this.stage, 'share/livedata_update/www'),
+      '--htdocs', path.join(this.dir, 'served', HTDOCS_PATH), '--www', this.www,
       '--port', String(this.port), '--logdir', this.dir], { encoding: 'utf8' });
     fs.writeFileSync(path.join(this.dir, 'lighttpd.conf'), conf);
     this.run('lighttpd', '/usr/sbin/lighttpd', ['-D', '-f', path.join(this.dir, 'lighttpd.conf')]);

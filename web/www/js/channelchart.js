@@ -27,21 +27,34 @@ export class ChannelChart {
     this.node.append(this.waveChart());
   }
 
+  // Bars stand on the axis: their group is flipped (y grows upwards from the
+  // axis), so a new magnitude changes a bar's height only.
   barChart() {
     const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${BAR_HEIGHT + 2 * PAD}`, class: 'spectrum', role: 'img', 'aria-label': `${this.channel.name} harmonic spectrum` });
     root.append(svg('line', { x1: PAD, y1: BAR_HEIGHT + PAD, x2: WIDTH - PAD, y2: BAR_HEIGHT + PAD, class: 'axis' }));
-    this.barGroup = root.appendChild(svg('g', { class: 'bars' }));
+    this.barGroup = root.appendChild(svg('g', { class: 'bars', transform: `translate(0 ${BAR_HEIGHT + PAD}) scale(1 -1)` }));
     for (let h = 1; h <= ORDERS; h += 1) this.bars.push(this.makeBar(h));
     return root;
   }
 
+  // A bar's tooltip (its <title>) and the readout are written when the bar is
+  // pointed at or focused, from the values shown at that moment.
   makeBar(order) {
-    const rect = svg('rect', { class: 'bar', tabindex: '0', 'data-order': String(order), y: BAR_HEIGHT + PAD, height: '0' });
+    const rect = svg('rect', { class: 'bar', tabindex: '0', 'data-order': String(order), y: '0', height: '0' });
     const title = rect.appendChild(svg('title'));
-    const tell = () => setText(this.readout, title.textContent);
+    const tell = () => {
+      const text = this.describe(order);
+      setText(title, text);
+      setText(this.readout, text);
+    };
     rect.addEventListener('mouseenter', tell);
     rect.addEventListener('focus', tell);
-    return { rect, title };
+    return { rect, shown: { class: 'bar', height: '0' } };
+  }
+
+  describe(order) {
+    const s = this.spectrum;
+    return s ? `order ${order}: ${s.magText[order]} %, phase ${s.phaseText[order]} Deg` : `order ${order}: no data yet`;
   }
 
   waveChart() {
@@ -62,31 +75,32 @@ export class ChannelChart {
   }
 
   drawBars(spectrum, maxOrder, zoom) {
-    this.showOrders(maxOrder);
+    this.spectrum = spectrum;
+    const placed = this.showOrders(maxOrder);
     const from = zoom ? 2 : 1;
     let top = 0;
     for (let h = from; h <= maxOrder; h += 1) top = Math.max(top, spectrum.mag[h] || 0);
     const step = (WIDTH - 2 * PAD) / maxOrder;
     for (let h = 1; h <= maxOrder; h += 1) {
-      const { rect, title } = this.bars[h - 1];
+      const bar = this.bars[h - 1];
+      if (placed) setAttrs(bar.rect, { x: (PAD + (h - 1) * step + step * 0.1).toFixed(3), width: (step * 0.8).toFixed(3) });
       const mag = spectrum.mag[h];
       const height = top > 0 && Number.isFinite(mag) ? Math.min(BAR_HEIGHT, (BAR_HEIGHT * mag) / top) : 0;
-      setAttrs(rect, {
-        x: (PAD + (h - 1) * step + step * 0.1).toFixed(3), width: (step * 0.8).toFixed(3),
-        y: (BAR_HEIGHT + PAD - height).toFixed(4), height: height.toFixed(4),
-        'data-magnitude': spectrum.magText[h], 'data-phase': spectrum.phaseText[h],
-        class: zoom && h === 1 && mag > top ? 'bar clipped' : 'bar',
-      });
-      setText(title, `order ${h}: ${spectrum.magText[h]} %, phase ${spectrum.phaseText[h]} Deg`);
+      setShown(bar, 'height', height.toFixed(4));
+      setShown(bar, 'data-magnitude', spectrum.magText[h]);
+      setShown(bar, 'data-phase', spectrum.phaseText[h]);
+      setShown(bar, 'class', zoom && h === 1 && mag > top ? 'bar clipped' : 'bar');
     }
   }
 
-  // Keeps exactly one bar per order of the chosen range in the chart.
+  // Keeps exactly one bar per order of the chosen range in the chart; true
+  // when the range changed (the bars are then placed anew).
   showOrders(maxOrder) {
-    if (this.shownOrders === maxOrder) return;
+    if (this.shownOrders === maxOrder) return false;
     while (this.barGroup.firstChild) this.barGroup.firstChild.remove();
     for (let h = 1; h <= maxOrder; h += 1) this.barGroup.append(this.bars[h - 1].rect);
     this.shownOrders = maxOrder;
+    return true;
   }
 
   drawWave(spectrum, rms) {
@@ -99,6 +113,14 @@ export class ChannelChart {
     samples.forEach((v, k) => points.push(`${((k * WIDTH) / (WAVE_POINTS - 1)).toFixed(2)},${(y0 - v * scale).toFixed(3)}`));
     setAttrs(this.wave, { points: points.join(' '), 'data-y0': y0, 'data-scale': scale, 'data-rms': Number.isFinite(rms) ? rms : '' });
   }
+}
+
+// Sets an attribute of a bar when its value changed; the values set are kept
+// in bar.shown, so nothing is read back from the DOM.
+function setShown(bar, name, text) {
+  if (bar.shown[name] === text) return;
+  bar.rect.setAttribute(name, text);
+  bar.shown[name] = text;
 }
 
 // Orders 0..127 from the reversed published arrays: numbers and texts.
@@ -116,21 +138,44 @@ export function spectrumOf(mags, phases) {
   return { mag, phase, magText, phaseText };
 }
 
-// One period sampled at n points (t = 2 pi k / (n - 1)), scaled to rms.
+// One period sampled at n points (t = 2 pi i / (n - 1)), scaled to rms.
+// h t is a whole multiple of 2 pi / (n - 1), so cos(h t + p) is taken as
+// cos(h t) cos p - sin(h t) sin p with cos(h t) and sin(h t) from one table of
+// n - 1 angles: no cosine is computed per point.
 export function waveform(spectrum, rms, n) {
   const out = new Float64Array(n);
   let sumSquares = 0;
   for (let h = 1; h <= ORDERS; h += 1) if (Number.isFinite(spectrum.mag[h])) sumSquares += spectrum.mag[h] ** 2;
   if (!(sumSquares > 0) || !Number.isFinite(rms)) return out;
   const k = rms / Math.sqrt(sumSquares / 2);
-  for (let i = 0; i < n; i += 1) {
-    const t = (2 * Math.PI * i) / (n - 1);
-    let sum = 0;
-    for (let h = 1; h <= ORDERS; h += 1) {
-      const m = spectrum.mag[h];
-      if (m > 0 && Number.isFinite(spectrum.phase[h])) sum += m * Math.cos(h * t + (spectrum.phase[h] * Math.PI) / 180);
+  const { cos, sin } = unitCircle(n - 1);
+  for (let h = 1; h <= ORDERS; h += 1) {
+    const m = spectrum.mag[h];
+    if (!(m > 0) || !Number.isFinite(spectrum.phase[h])) continue;
+    const p = (spectrum.phase[h] * Math.PI) / 180;
+    const a = k * m * Math.cos(p);
+    const b = k * m * Math.sin(p);
+    for (let i = 0, j = 0; i < n; i += 1) {
+      out[i] += a * cos[j] - b * sin[j];
+      j += h;
+      if (j >= n - 1) j %= n - 1;
     }
-    out[i] = k * sum;
   }
   return out;
+}
+
+const circles = new Map();
+
+// cos and sin of 2 pi j / steps for j = 0 .. steps - 1 (made once per size).
+function unitCircle(steps) {
+  let circle = circles.get(steps);
+  if (!circle) {
+    circle = { cos: new Float64Array(steps), sin: new Float64Array(steps) };
+    for (let j = 0; j < steps; j += 1) {
+      circle.cos[j] = Math.cos((2 * Math.PI * j) / steps);
+      circle.sin[j] = Math.sin((2 * Math.PI * j) / steps);
+    }
+    circles.set(steps, circle);
+  }
+  return circle;
 }

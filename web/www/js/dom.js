@@ -19,9 +19,16 @@ export function svg(tag, attrs = {}) {
   return node;
 }
 
-// Sets a node's text only when it changed (keeps layout work small).
+// Sets a node's text only when it changed. A node holding one text node gets
+// that node's data changed in place: no node is created or dropped, so the
+// browser relayouts the one text instead of rebuilding it.
 export function setText(node, text) {
-  if (node.textContent !== text) node.textContent = text;
+  const only = node.firstChild;
+  if (only !== null && only.nodeType === Node.TEXT_NODE && only.nextSibling === null) {
+    if (only.data !== text) only.data = text;
+  } else if (node.textContent !== text) {
+    node.textContent = text;
+  }
 }
 
 // Sets attributes of an element, only those that changed.

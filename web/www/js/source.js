@@ -32,12 +32,21 @@ export class DocumentSource {
 
   // Reads, parses and publishes the document; never throws.
   async refresh() {
-    let outcome;
+    this.publish(await this.load());
+  }
+
+  // Reads and parses the document without showing it: the outcome for
+  // publish(). Never throws.
+  async load() {
     try {
-      outcome = await this.read();
+      return await this.read();
     } catch (error) {
-      outcome = { ok: false, missing: false, reason: String(error && error.message) };
+      return { ok: false, missing: false, reason: String(error && error.message) };
     }
+  }
+
+  // Shows an outcome of load(): new values to the panels, or one more failure.
+  publish(outcome) {
     if (outcome.ok) this.accept(outcome.data);
     else this.reject(outcome.missing);
   }
