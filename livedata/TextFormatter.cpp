@@ -85,7 +85,7 @@ char* writeFixedExactly(char* end, double value, int precision) {
 
 }  // namespace
 
-struct TextFormatter::Spec {
+struct TextFormatter::Directive {
   bool left = false;   // '-'
   bool plus = false;   // '+'
   bool space = false;  // ' '
@@ -168,9 +168,9 @@ bool TextFormatter::append(std::string& out, const char* format, va_list args) {
     Output output(out);
     const char* next = output.putLiteral(format);
     while (handled && *next == '%') {
-      Spec spec;
-      next = parseSpec(next + 1, &spec);
-      handled = next != nullptr && appendConversion(output, spec, arguments);
+      Directive directive;
+      next = parseDirective(next + 1, &directive);
+      handled = next != nullptr && appendConversion(output, directive, arguments);
       if (handled) next = output.putLiteral(next);
     }
   }
@@ -181,66 +181,66 @@ bool TextFormatter::append(std::string& out, const char* format, va_list args) {
 
 // Parses flags, width, precision, length and conversion after a '%'; returns
 // the text after the conversion, or nullptr for anything not handled.
-const char* TextFormatter::parseSpec(const char* text, Spec* spec) {
+const char* TextFormatter::parseDirective(const char* text, Directive* directive) {
   // The documents' conversions first: "%s", "%u", "%d" and "%.Nf".
   if (*text == 's' || *text == 'u' || *text == 'd') {
-    spec->conversion = *text;
+    directive->conversion = *text;
     return text + 1;
   }
   if (text[0] == '.' && text[1] >= '0' && text[1] <= '9' && text[2] == 'f') {
-    spec->precision = text[1] - '0';
-    spec->conversion = 'f';
+    directive->precision = text[1] - '0';
+    directive->conversion = 'f';
     return text + 3;
   }
   for (;; ++text) {
-    if (*text == '-') spec->left = true;
-    else if (*text == '+') spec->plus = true;
-    else if (*text == ' ') spec->space = true;
-    else if (*text == '0') spec->zero = true;
+    if (*text == '-') directive->left = true;
+    else if (*text == '+') directive->plus = true;
+    else if (*text == ' ') directive->space = true;
+    else if (*text == '0') directive->zero = true;
     else break;
   }
-  text = parseNumber(text, kMaxWidth, &spec->width);
+  text = parseNumber(text, kMaxWidth, &directive->width);
   if (text == nullptr) return nullptr;
   if (*text == '.') {
-    text = parseNumber(text + 1, kMaxIntegerPrecision, &spec->precision);
+    text = parseNumber(text + 1, kMaxIntegerPrecision, &directive->precision);
     if (text == nullptr) return nullptr;
   }
-  while (*text == 'l' && spec->longs < 2) {
-    ++spec->longs;
+  while (*text == 'l' && directive->longs < 2) {
+    ++directive->longs;
     ++text;
   }
-  spec->conversion = *text;
+  directive->conversion = *text;
   return *text == '\0' ? nullptr : text + 1;
 }
 
-bool TextFormatter::appendConversion(Output& out, const Spec& spec, Arguments& args) {
-  switch (spec.conversion) {
+bool TextFormatter::appendConversion(Output& out, const Directive& directive, Arguments& args) {
+  switch (directive.conversion) {
     case 'd':
     case 'i':
-      if (spec.longs == 0) appendSigned(out, spec, va_arg(args.list, int));
-      else if (spec.longs == 1) appendSigned(out, spec, va_arg(args.list, long));
-      else appendSigned(out, spec, va_arg(args.list, long long));
+      if (directive.longs == 0) appendSigned(out, directive, va_arg(args.list, int));
+      else if (directive.longs == 1) appendSigned(out, directive, va_arg(args.list, long));
+      else appendSigned(out, directive, va_arg(args.list, long long));
       return true;
     case 'u':
-      if (spec.longs == 0) appendUnsigned(out, spec, va_arg(args.list, unsigned int));
-      else if (spec.longs == 1) appendUnsigned(out, spec, va_arg(args.list, unsigned long));
-      else appendUnsigned(out, spec, va_arg(args.list, unsigned long long));
+      if (directive.longs == 0) appendUnsigned(out, directive, va_arg(args.list, unsigned int));
+      else if (directive.longs == 1) appendUnsigned(out, directive, va_arg(args.list, unsigned long));
+      else appendUnsigned(out, directive, va_arg(args.list, unsigned long long));
       return true;
     case 'f':
-      if (spec.longs > 1 || spec.precision > kMaxDoublePrecision) return false;
-      appendDouble(out, spec, va_arg(args.list, double));
+      if (directive.longs > 1 || directive.precision > kMaxDoublePrecision) return false;
+      appendDouble(out, directive, va_arg(args.list, double));
       return true;
     case 's': {
-      if (spec.longs != 0) return false;
+      if (directive.longs != 0) return false;
       const char* text = va_arg(args.list, const char*);
       if (text == nullptr) return false;
-      appendText(out, spec, text);
+      appendText(out, directive, text);
       return true;
     }
     case '%': {
       // Only the plain "%%"; glibc's handling of "%5%" and the like is its own.
-      if (spec.left || spec.plus || spec.space || spec.zero || spec.width != 0 ||
-          spec.precision >= 0 || spec.longs != 0) {
+      if (directive.left || directive.plus || directive.space || directive.zero || directive.width != 0 ||
+          directive.precision >= 0 || directive.longs != 0) {
         return false;
       }
       out.put('%');
@@ -251,47 +251,47 @@ bool TextFormatter::appendConversion(Output& out, const Spec& spec, Arguments& a
   }
 }
 
-void TextFormatter::appendSigned(Output& out, const Spec& spec, long long value) {
-  char sign = spec.plus ? '+' : spec.space ? ' ' : 0;
+void TextFormatter::appendSigned(Output& out, const Directive& directive, long long value) {
+  char sign = directive.plus ? '+' : directive.space ? ' ' : 0;
   unsigned long long magnitude = static_cast<unsigned long long>(value);
   if (value < 0) {
     sign = '-';
     magnitude = 0ull - magnitude;
   }
-  appendDigits(out, spec, sign, magnitude);
+  appendDigits(out, directive, sign, magnitude);
 }
 
 // '+' and ' ' have no effect on unsigned conversions.
-void TextFormatter::appendUnsigned(Output& out, const Spec& spec, unsigned long long value) {
-  appendDigits(out, spec, 0, value);
+void TextFormatter::appendUnsigned(Output& out, const Directive& directive, unsigned long long value) {
+  appendDigits(out, directive, 0, value);
 }
 
 // A precision is the least number of digits (none for zero at precision 0) and
 // turns zero padding off.
-void TextFormatter::appendDigits(Output& out, const Spec& spec, char sign,
+void TextFormatter::appendDigits(Output& out, const Directive& directive, char sign,
                                  unsigned long long value) {
   char digits[DecimalDigits::kMaxDigits];
   char* end = digits + DecimalDigits::kMaxDigits;
   char* first = end;
-  if (value != 0 || spec.precision != 0) first = DecimalDigits::writeBackward(end, value);
+  if (value != 0 || directive.precision != 0) first = DecimalDigits::writeBackward(end, value);
   const size_t length = static_cast<size_t>(end - first);
-  const size_t precision = spec.precision < 0 ? 0 : static_cast<size_t>(spec.precision);
+  const size_t precision = directive.precision < 0 ? 0 : static_cast<size_t>(directive.precision);
   const size_t zeros = precision > length ? precision - length : 0;
-  appendField(out, spec, sign, zeros, first, length, spec.precision < 0);
+  appendField(out, directive, sign, zeros, first, length, directive.precision < 0);
 }
 
-void TextFormatter::appendDouble(Output& out, const Spec& spec, double value) {
-  const char sign = signbit(value) ? '-' : spec.plus ? '+' : spec.space ? ' ' : 0;
+void TextFormatter::appendDouble(Output& out, const Directive& directive, double value) {
+  const char sign = signbit(value) ? '-' : directive.plus ? '+' : directive.space ? ' ' : 0;
   if (isnan(value)) {
-    appendField(out, spec, sign, 0, "nan", 3, false);
+    appendField(out, directive, sign, 0, "nan", 3, false);
     return;
   }
   if (isinf(value)) {
-    appendField(out, spec, sign, 0, "inf", 3, false);
+    appendField(out, directive, sign, 0, "inf", 3, false);
     return;
   }
   char text[kDoubleTextSize];
-  const int precision = spec.precision < 0 ? 6 : spec.precision;
+  const int precision = directive.precision < 0 ? 6 : directive.precision;
   char* first = precision <= 3 ? writeFixedExactly(text + sizeof text, fabs(value), precision)
                                 : nullptr;
   char* end = text + sizeof text;
@@ -299,37 +299,37 @@ void TextFormatter::appendDouble(Output& out, const Spec& spec, double value) {
     first = text;
     end = std::to_chars(text, text + sizeof text, fabs(value), std::chars_format::fixed, precision).ptr;
   }
-  appendField(out, spec, sign, 0, first, static_cast<size_t>(end - first), true);
+  appendField(out, directive, sign, 0, first, static_cast<size_t>(end - first), true);
 }
 
 // '+', ' ' and '0' have no effect on texts: the padding is blanks.
-void TextFormatter::appendText(Output& out, const Spec& spec, const char* text) {
-  if (spec.width == 0 && spec.precision < 0) {
+void TextFormatter::appendText(Output& out, const Directive& directive, const char* text) {
+  if (directive.width == 0 && directive.precision < 0) {
     out.putText(text);
     return;
   }
-  const size_t length = spec.precision < 0 ? strlen(text)
-                                           : strnlen(text, static_cast<size_t>(spec.precision));
-  appendField(out, spec, 0, 0, text, length, false);
+  const size_t length = directive.precision < 0 ? strlen(text)
+                                           : strnlen(text, static_cast<size_t>(directive.precision));
+  appendField(out, directive, 0, 0, text, length, false);
 }
 
 // Lays out sign, zeros and body in the width: blanks after them with '-', else
 // zeros between sign and body when zero padding applies, else blanks before.
-void TextFormatter::appendField(Output& out, const Spec& spec, char sign, size_t zeros,
+void TextFormatter::appendField(Output& out, const Directive& directive, char sign, size_t zeros,
                                 const char* body, size_t length, bool zeroPadding) {
-  if (spec.width == 0 && zeros == 0) {  // the documents' case
+  if (directive.width == 0 && zeros == 0) {  // the documents' case
     if (sign != 0) out.put(sign);
     out.put(body, length);
     return;
   }
   const size_t used = (sign != 0 ? 1 : 0) + zeros + length;
-  const size_t width = static_cast<size_t>(spec.width);
+  const size_t width = static_cast<size_t>(directive.width);
   const size_t padding = width > used ? width - used : 0;
-  const bool padWithZeros = spec.zero && zeroPadding && !spec.left;
-  if (!spec.left && !padWithZeros) out.fill(padding, ' ');
+  const bool padWithZeros = directive.zero && zeroPadding && !directive.left;
+  if (!directive.left && !padWithZeros) out.fill(padding, ' ');
   if (sign != 0) out.put(sign);
   if (padWithZeros) out.fill(padding, '0');
   out.fill(zeros, '0');
   out.put(body, length);
-  if (spec.left) out.fill(padding, ' ');
+  if (directive.left) out.fill(padding, ' ');
 }

@@ -32,18 +32,18 @@ class TextFormatter {
   static bool append(std::string& out, const char* format, va_list args);
 
  private:
-  struct Spec;
+  struct Directive;
   struct Arguments;
   class Output;
 
-  static const char* parseSpec(const char* text, Spec* spec);
-  static bool appendConversion(Output& out, const Spec& spec, Arguments& args);
-  static void appendSigned(Output& out, const Spec& spec, long long value);
-  static void appendUnsigned(Output& out, const Spec& spec, unsigned long long value);
-  static void appendDigits(Output& out, const Spec& spec, char sign, unsigned long long value);
-  static void appendDouble(Output& out, const Spec& spec, double value);
-  static void appendText(Output& out, const Spec& spec, const char* text);
-  static void appendField(Output& out, const Spec& spec, char sign, size_t zeros,
+  static const char* parseDirective(const char* text, Directive* directive);
+  static bool appendConversion(Output& out, const Directive& directive, Arguments& args);
+  static void appendSigned(Output& out, const Directive& directive, long long value);
+  static void appendUnsigned(Output& out, const Directive& directive, unsigned long long value);
+  static void appendDigits(Output& out, const Directive& directive, char sign, unsigned long long value);
+  static void appendDouble(Output& out, const Directive& directive, double value);
+  static void appendText(Output& out, const Directive& directive, const char* text);
+  static void appendField(Output& out, const Directive& directive, char sign, size_t zeros,
                           const char* body, size_t length, bool zeroPadding);
 };
 
