@@ -12,6 +12,7 @@
 
 #include "livedata/JsonDirectory.h"
 #include "platform/host/HostDatamap.h"
+#include "tests/support/Process.h"
 
 namespace faulttest {
 
@@ -34,46 +35,8 @@ bool parsesAsJson(const std::string& text) {
   return !text.empty() && !nlohmann::json::parse(text, nullptr, false).is_discarded();
 }
 
-long residentKiB(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.compare(0, 6, "VmRSS:") == 0) return strtol(line.c_str() + 6, nullptr, 10);
-  }
-  return -1;
-}
 
-int openDescriptors(pid_t pid) {
-  DIR* fds = opendir(("/proc/" + std::to_string(pid) + "/fd").c_str());
-  if (fds == nullptr) return -1;
-  int count = 0;
-  while (struct dirent* entry = readdir(fds)) {
-    if (entry->d_name[0] != '.') ++count;
-  }
-  closedir(fds);
-  return count;
-}
 
-bool otherDaemonRunning() {
-  DIR* proc = opendir("/proc");
-  if (proc == nullptr) return false;
-  bool found = false;
-  while (struct dirent* entry = readdir(proc)) {
-    pid_t pid = static_cast<pid_t>(atoi(entry->d_name));
-    if (pid <= 0 || pid == getpid()) continue;
-    std::string comm;
-    std::string stat;
-    if (testsupport::readFileIfExists("/proc/" + std::to_string(pid) + "/comm", &comm) &&
-        comm == "livedata_update\n" &&
-        testsupport::readFileIfExists("/proc/" + std::to_string(pid) + "/stat", &stat) &&
-        stat.find(") Z") == std::string::npos) {
-      found = true;
-      break;
-    }
-  }
-  closedir(proc);
-  return found;
-}
 
 long envOr(const char* name, long fallback) {
   const char* text = getenv(name);
@@ -132,7 +95,7 @@ bool FaultDaemon::start(testsupport::ChildProcess& child, const std::vector<std:
   argv.insert(argv.end(), args.begin(), args.end());
   // A daemon of another tree may slip in between the check and the start.
   for (int attempt = 0; attempt < 5; ++attempt) {
-    if (!testsupport::waitFor([] { return !otherDaemonRunning(); }, std::chrono::seconds(120))) {
+    if (!testsupport::waitFor([] { return !testsupport::otherDaemonRunning(); }, std::chrono::seconds(120))) {
       return false;
     }
     if (!child.start(argv, options())) return false;

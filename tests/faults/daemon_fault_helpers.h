@@ -23,10 +23,6 @@ const char* labelDocument();
 // True when text is one complete JSON value.
 bool parsesAsJson(const std::string& text);
 
-long residentKiB(pid_t pid);
-int openDescriptors(pid_t pid);
-// True while a livedata_update other than the caller's children may run.
-bool otherDaemonRunning();
 // Integer from the environment, or fallback when unset or not a number.
 long envOr(const char* name, long fallback);
 

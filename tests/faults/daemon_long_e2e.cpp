@@ -109,8 +109,8 @@ struct Usage {
 Usage sampleUsage(pid_t pid) {
   Usage usage;
   for (int i = 0; i < 50; ++i) {
-    usage.residentKiB = std::max(usage.residentKiB, faulttest::residentKiB(pid));
-    usage.descriptors = std::max(usage.descriptors, faulttest::openDescriptors(pid));
+    usage.residentKiB = std::max(usage.residentKiB, testsupport::residentKiB(pid));
+    usage.descriptors = std::max(usage.descriptors, testsupport::openDescriptors(pid));
     std::this_thread::sleep_for(std::chrono::milliseconds(20));
   }
   return usage;

@@ -1,5 +1,6 @@
 #include "tests/support/Process.h"
 
+#include <dirent.h>
 #include <fcntl.h>
 #include <signal.h>
 #include <stdlib.h>
@@ -7,6 +8,7 @@
 #include <sys/wait.h>
 #include <unistd.h>
 
+#include <fstream>
 #include <sstream>
 #include <thread>
 
@@ -137,6 +139,47 @@ std::string ChildProcess::err() const {
   std::string text;
   if (dir_) readFileIfExists(dir_->file("stderr"), &text);
   return text;
+}
+
+long residentKiB(pid_t pid) {
+  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
+  std::string line;
+  while (std::getline(status, line)) {
+    if (line.compare(0, 6, "VmRSS:") == 0) return strtol(line.c_str() + 6, nullptr, 10);
+  }
+  return -1;
+}
+
+int openDescriptors(pid_t pid) {
+  DIR* fds = opendir(("/proc/" + std::to_string(pid) + "/fd").c_str());
+  if (fds == nullptr) return -1;
+  int count = 0;
+  while (struct dirent* entry = readdir(fds)) {
+    if (entry->d_name[0] != '.') ++count;
+  }
+  closedir(fds);
+  return count;
+}
+
+bool otherDaemonRunning() {
+  DIR* proc = opendir("/proc");
+  if (proc == nullptr) return false;
+  bool found = false;
+  while (struct dirent* entry = readdir(proc)) {
+    pid_t pid = static_cast<pid_t>(atoi(entry->d_name));
+    if (pid <= 0 || pid == getpid()) continue;
+    std::string comm;
+    std::string stat;
+    if (testsupport::readFileIfExists("/proc/" + std::to_string(pid) + "/comm", &comm) &&
+        comm == "livedata_update\n" &&
+        testsupport::readFileIfExists("/proc/" + std::to_string(pid) + "/stat", &stat) &&
+        stat.find(") Z") == std::string::npos) {
+      found = true;
+      break;
+    }
+  }
+  closedir(proc);
+  return found;
 }
 
 }  // namespace testsupport

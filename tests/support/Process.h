@@ -33,6 +33,14 @@ struct ProcessResult {
 
 ProcessResult runProcess(const std::vector<std::string>& argv, const ProcessOptions& options = {});
 
+// VmRSS of process pid in KiB, or -1 when it cannot be read.
+long residentKiB(pid_t pid);
+// Number of open descriptors of process pid (entries of /proc/PID/fd).
+int openDescriptors(pid_t pid);
+// True while a livedata_update other than the caller (and not a zombie) runs on
+// the machine: the daemon refuses to start beside it.
+bool otherDaemonRunning();
+
 class TempDir;
 
 class ChildProcess {

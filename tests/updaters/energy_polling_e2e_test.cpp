@@ -58,33 +58,7 @@ bool parseJson(const std::string& path, nlohmann::json* out) {
   return !out->is_discarded();
 }
 
-// Other livedata_update processes (of other build trees) make ours refuse to start.
-bool otherDaemonRunning() {
-  DIR* proc = opendir("/proc");
-  if (proc == nullptr) return false;
-  bool found = false;
-  while (struct dirent* entry = readdir(proc)) {
-    pid_t pid = static_cast<pid_t>(atoi(entry->d_name));
-    if (pid <= 0 || pid == getpid()) continue;
-    std::string comm;
-    if (testsupport::readFileIfExists("/proc/" + std::to_string(pid) + "/comm", &comm) &&
-        comm == "livedata_update\n") {
-      found = true;
-      break;
-    }
-  }
-  closedir(proc);
-  return found;
-}
 
-long residentKiB(pid_t pid) {
-  std::ifstream status("/proc/" + std::to_string(pid) + "/status");
-  std::string line;
-  while (std::getline(status, line)) {
-    if (line.compare(0, 6, "VmRSS:") == 0) return strtol(line.c_str() + 6, nullptr, 10);
-  }
-  return -1;
-}
 
 class EnergyPollingE2E : public ::testing::Test {
  protected:
@@ -138,7 +112,7 @@ TEST_F(EnergyPollingE2E, DocumentsAppearParseAndFollowChanges) {
   // Start once no other daemon runs; retry when one slipped in between.
   bool started = false;
   for (int attempt = 0; attempt < 5 && !started; ++attempt) {
-    ASSERT_TRUE(waitFor([] { return !otherDaemonRunning(); }, std::chrono::seconds(120)))
+    ASSERT_TRUE(waitFor([] { return !testsupport::otherDaemonRunning(); }, std::chrono::seconds(120)))
         << "another livedata_update keeps running";
     ASSERT_TRUE(daemon.start({testsupport::stagedProgram("sbin/livedata_update"), "-p",
                               dir_.file("run/pid.txt")},
@@ -165,7 +139,7 @@ TEST_F(EnergyPollingE2E, DocumentsAppearParseAndFollowChanges) {
   EXPECT_EQ("Wye", polling["hookup"]);
 
   // The resident size of a running daemon with all of its threads.
-  long rss = residentKiB(daemon.pid());
+  long rss = testsupport::residentKiB(daemon.pid());
   RecordProperty("VmRSS_KiB", std::to_string(rss));
   std::printf("daemon VmRSS: %ld KiB\n", rss);
 

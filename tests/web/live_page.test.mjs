@@ -51,14 +51,27 @@ async function fetchDocuments() {
   return docs;
 }
 
+// A document is rewritten in place: when the daemon cuts a file between the web
+// server's size check and its send, the browser reports a short body. That is a
+// read the page must survive (it keeps the panel and reads again), not a fault
+// of the page, so such reads of documents are counted apart (rewriteRaces).
+const SHORT_BODY = 'net::ERR_CONTENT_LENGTH_MISMATCH';
+const isRewriteRace = (url, text) => url.endsWith('.json') && text.includes(SHORT_BODY);
+let rewriteRaces = 0;
+
 function watchProblems() {
   const isProvoked = (url) => [...provoked].some((name) => url.endsWith(name));
   page.on('console', (message) => {
     const url = message.location().url || '';
+    if (isRewriteRace(url, message.text())) return;
     if (message.type() === 'error' && !isProvoked(url) && !isProvoked(message.text())) problems.push(`console: ${message.text()}`);
   });
   page.on('pageerror', (error) => problems.push(`uncaught: ${error.message}`));
-  page.on('requestfailed', (request) => { if (!isProvoked(request.url())) problems.push(`failed: ${request.url()}`); });
+  page.on('requestfailed', (request) => {
+    const failure = (request.failure() && request.failure().errorText) || '';
+    if (isRewriteRace(request.url(), failure)) { rewriteRaces += 1; return; }
+    if (!isProvoked(request.url())) problems.push(`failed: ${request.url()} ${failure}`);
+  });
   page.on('response', (response) => {
     if (response.status() >= 400 && !isProvoked(response.url())) problems.push(`HTTP ${response.status()}: ${response.url()}`);
   });
@@ -209,5 +222,11 @@ describe('live page', { concurrency: false }, () => {
     console.log(`web figures: ${JSON.stringify(figures)}`);
     assert.ok(figures.pageWeightBytes < 150 * 1024, `page weight ${figures.pageWeightBytes}`);
     assert.deepEqual(problems, []);
+  });
+
+  it('meets documents cut by an in-place rewrite only rarely', () => {
+    // About one read in thousands; many would mean documents are written badly.
+    console.log(`reads cut by a rewrite: ${rewriteRaces}`);
+    assert.ok(rewriteRaces <= 5, `${rewriteRaces} reads were cut by a rewrite`);
   });
 });
