@@ -44,12 +44,7 @@ class MapFaultE2e : public ::testing::Test {
   void SetUp() override {
     testsupport::makeDirs(dir.file("web") + "/home/korvo.web/lighttpd/www/htdocs/common_ui/json");
     testsupport::writeFile(dir.file("root/home/korvo.data/test/livedata_update_runtime.xml"),
-                           "<?xml version=\"1.0\"?>\n<livedata_update_run_time>\n"
-                           "  <flicker interval=\"250\"/>\n  <energy interval=\"250\"/>\n"
-                           "  <phasor interval=\"250\"/>\n  <polling interval=\"250\"/>\n"
-                           "  <daemonize enable=\"no\"/>\n"
-                           "  <heartbeat enable=\"no\" interval=\"1\"/>\n"
-                           "</livedata_update_run_time>\n");
+                           testsupport::foregroundRuntimeXml(250));
   }
   void TearDown() override {
     if (daemon) daemon->stop(SIGTERM);

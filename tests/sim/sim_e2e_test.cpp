@@ -88,12 +88,7 @@ class SimulatedMeter : public ::testing::Test {
   void SetUp() override {
     testsupport::makeDirs(dir.file("web") + kJsonDir);
     testsupport::writeFile(dir.file("root/home/korvo.data/test/livedata_update_runtime.xml"),
-                           "<?xml version=\"1.0\"?>\n<livedata_update_run_time>\n"
-                           "  <flicker interval=\"250\"/>\n  <energy interval=\"250\"/>\n"
-                           "  <phasor interval=\"250\"/>\n  <polling interval=\"250\"/>\n"
-                           "  <daemonize enable=\"no\"/>\n"
-                           "  <heartbeat enable=\"no\" interval=\"1\"/>\n"
-                           "</livedata_update_run_time>\n");
+                           testsupport::foregroundRuntimeXml(250));
   }
 
   void TearDown() override {

@@ -182,4 +182,14 @@ bool otherDaemonRunning() {
   return found;
 }
 
+std::string foregroundRuntimeXml(int intervalMs) {
+  const std::string every = "interval=\"" + std::to_string(intervalMs) + "\"/>\n";
+  return "<?xml version=\"1.0\"?>\n<livedata_update_run_time>\n"
+         "  <flicker " + every + "  <energy " + every + "  <phasor " + every +
+         "  <polling " + every +
+         "  <daemonize enable=\"no\"/>\n"
+         "  <heartbeat enable=\"no\" interval=\"1\"/>\n"
+         "</livedata_update_run_time>\n";
+}
+
 }  // namespace testsupport

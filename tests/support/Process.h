@@ -33,6 +33,11 @@ struct ProcessResult {
 
 ProcessResult runProcess(const std::vector<std::string>& argv, const ProcessOptions& options = {});
 
+// Runtime file text for end-to-end runs: the daemon stays in the foreground,
+// sends no heartbeat, and flicker, energy, phasor and polling run every
+// intervalMs.
+std::string foregroundRuntimeXml(int intervalMs);
+
 // VmRSS of process pid in KiB, or -1 when it cannot be read.
 long residentKiB(pid_t pid);
 // Number of open descriptors of process pid (entries of /proc/PID/fd).
