@@ -108,6 +108,13 @@ export function checkWaveform(doc, channel, wave) {
   });
 }
 
+// Every how many ticks (of one second) the page reads a document.
+export function periodTicks(name) {
+  if (name === 'thd_data.json') return 3;
+  if (name === 'device_profile_label.json' || name === 'meter_factory_setting.json') return 10;
+  return 1;
+}
+
 function pageWeight(dir) {
   let bytes = 0;
   for (const entry of fs.readdirSync(dir, { withFileTypes: true })) {

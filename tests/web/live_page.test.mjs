@@ -5,7 +5,9 @@
 // Environment: LDU_STAGE (staged install, required), LDU_SOURCE_DIR (checkout,
 // for scripts/web-conf), LDU_WEB_OUT (screenshots and figures; default: the
 // temporary directory), LDU_WEB_SOAK_SECONDS (length of the heap measurement,
-// default 60), CHROMIUM (default /usr/bin/chromium).
+// default 60), LDU_WEB_PLAIN_SECONDS (length of the update-time measurement
+// with no DevTools client attached, default 60), CHROMIUM (default
+// /usr/bin/chromium).
 
 import { describe, it, before, after } from 'node:test';
 import assert from 'node:assert/strict';
@@ -15,10 +17,13 @@ import { fileURLToPath } from 'node:url';
 import { chromium } from 'playwright-core';
 import { MeterRig, DOCUMENTS, waitFor } from './rig.mjs';
 import * as expect from './expected.mjs';
+import { measureUnattached } from './plain.mjs';
 
 const STAGE = process.env.LDU_STAGE;
 const SOURCE = process.env.LDU_SOURCE_DIR || path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 const SOAK_SECONDS = Number(process.env.LDU_WEB_SOAK_SECONDS || 60);
+const PLAIN_SECONDS = Number(process.env.LDU_WEB_PLAIN_SECONDS || 60);
+const CHROMIUM = process.env.CHROMIUM || '/usr/bin/chromium';
 const BROWSER_FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
   '--disable-background-networking', '--disable-component-update', '--disable-sync'];
 const INPUT_NAME = '"Q" <b>x</b>';
@@ -58,6 +63,8 @@ async function fetchDocuments() {
 const SHORT_BODY = 'net::ERR_CONTENT_LENGTH_MISMATCH';
 const isRewriteRace = (url, text) => url.endsWith('.json') && text.includes(SHORT_BODY);
 let rewriteRaces = 0;
+// Requests the page made, per document.
+const reads = new Map();
 
 function watchProblems() {
   const isProvoked = (url) => [...provoked].some((name) => url.endsWith(name));
@@ -67,6 +74,10 @@ function watchProblems() {
     if (message.type() === 'error' && !isProvoked(url) && !isProvoked(message.text())) problems.push(`console: ${message.text()}`);
   });
   page.on('pageerror', (error) => problems.push(`uncaught: ${error.message}`));
+  page.on('request', (request) => {
+    const name = request.url().split('/').pop();
+    reads.set(name, (reads.get(name) || 0) + 1);
+  });
   page.on('requestfailed', (request) => {
     const failure = (request.failure() && request.failure().errorText) || '';
     if (isRewriteRace(request.url(), failure)) { rewriteRaces += 1; return; }
@@ -90,7 +101,7 @@ describe('live page', { concurrency: false }, () => {
     await rig.start(withLabels);
     const profile = fs.mkdtempSync(path.join(rig.dir, 'chromium-'));
     context = await chromium.launchPersistentContext(profile, {
-      headless: true, executablePath: process.env.CHROMIUM || '/usr/bin/chromium', args: BROWSER_FLAGS,
+      headless: true, executablePath: CHROMIUM, args: BROWSER_FLAGS,
       viewport: { width: 1280, height: 900 },
       // Chromium keeps its crash database and caches under HOME: inside the temp root.
       env: { ...process.env, HOME: profile, XDG_CONFIG_HOME: profile, XDG_CACHE_HOME: profile },
@@ -216,12 +227,34 @@ describe('live page', { concurrency: false }, () => {
     assert.deepEqual(problems, []);
   });
 
-  it('measures page weight, update time and heap', async () => {
+  it('measures page weight, update time and heap, reading each document at its own period', async () => {
+    const readsBefore = new Map(reads);
     const figures = await expect.measure(page, context, path.join(STAGE, 'share/livedata_update/www'), SOAK_SECONDS);
+    const readsDuring = DOCUMENTS.map((name) => [name, (reads.get(name) || 0) - (readsBefore.get(name) || 0)]);
     fs.writeFileSync(path.join(out, 'web-figures.json'), `${JSON.stringify(figures, null, 2)}\n`);
     console.log(`web figures: ${JSON.stringify(figures)}`);
     assert.ok(figures.pageWeightBytes < 150 * 1024, `page weight ${figures.pageWeightBytes}`);
+    for (const [name, count] of readsDuring) {
+      const expected = figures.ticks / expect.periodTicks(name);
+      assert.ok(Math.abs(count - expected) <= 1, `${name}: ${count} reads in ${figures.ticks} ticks`);
+    }
     assert.deepEqual(problems, []);
+  });
+
+  it('measures the update time in a headless Chromium with no DevTools client attached', async () => {
+    await page.evaluate(() => window.lduLive.scheduler.stop());
+    try {
+      const plain = await measureUnattached({ url: `${rig.url}/common_ui/live/`, dir: rig.dir, seconds: PLAIN_SECONDS, executable: CHROMIUM });
+      const file = path.join(out, 'web-figures.json');
+      const figures = { ...JSON.parse(fs.readFileSync(file, 'utf8')), unattached: { ...plain, seconds: PLAIN_SECONDS } };
+      fs.writeFileSync(file, `${JSON.stringify(figures, null, 2)}\n`);
+      console.log(`web figures, no DevTools client: ${JSON.stringify(plain)}`);
+      assert.ok(plain.ticks >= PLAIN_SECONDS / 2, `${plain.ticks} ticks`);
+      assert.ok(Number.isFinite(plain.medianUpdateMs), 'no update time');
+      for (const name of DOCUMENTS) assert.equal(plain.states[name], 'ok', name);
+    } finally {
+      await page.evaluate(() => window.lduLive.scheduler.start());
+    }
   });
 
   it('meets documents cut by an in-place rewrite only rarely', () => {

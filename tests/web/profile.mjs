@@ -127,7 +127,7 @@ async function main() {
     const events = [];
     if (cdp) {
       cdp.on('Tracing.dataCollected', ({ value }) => events.push(...value));
-      await cdp.send('Tracing.start', { categories: 'devtools.timeline,blink,loading,v8.execute', transferMode: 'ReportEvents' });
+      await cdp.send('Tracing.start', { categories: process.env.LDU_TRACE_CATEGORIES || 'devtools.timeline,blink,loading,v8.execute', transferMode: 'ReportEvents' });
     }
     await page.waitForTimeout(SECONDS * 1000);
     if (cdp) {
