@@ -36,11 +36,7 @@ class RuntimeTest : public ::testing::Test {
     return runtime_.loadRuntimeFile(xmlPath_.c_str());
   }
 
-  std::string logText() {
-    std::string text;
-    testsupport::readFileIfExists(logPath_, &text);
-    return text;
-  }
+  std::string logText() { return testsupport::readFileOrEmpty(logPath_); }
 
   TempDir dir_;
   std::string logPath_ = dir_.file("log.txt");

@@ -133,10 +133,6 @@ std::vector<std::string> FaultDaemon::brokenDocuments() const {
   return broken;
 }
 
-std::string FaultDaemon::logText() const {
-  std::string text;
-  testsupport::readFileIfExists(logPath(), &text);
-  return text;
-}
+std::string FaultDaemon::logText() const { return testsupport::readFileOrEmpty(logPath()); }
 
 }  // namespace faulttest

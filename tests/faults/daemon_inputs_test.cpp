@@ -121,11 +121,7 @@ class RuntimeInput : public ::testing::Test {
     return "livedata_update_runtime <3>: load_runtime_xml:Failed to open runttime cfg file '" +
            xmlPath_ + "'\n";
   }
-  std::string logText() const {
-    std::string text;
-    testsupport::readFileIfExists(logPath_, &text);
-    return text;
-  }
+  std::string logText() const { return testsupport::readFileOrEmpty(logPath_); }
 
   TempDir dir_;
   std::string logPath_ = dir_.file("log.txt");
@@ -183,11 +179,7 @@ class TemplateInput : public ::testing::Test {
     *err = capture.finish();
     return status;
   }
-  std::string logText() const {
-    std::string text;
-    testsupport::readFileIfExists(logPath_, &text);
-    return text;
-  }
+  std::string logText() const { return testsupport::readFileOrEmpty(logPath_); }
 
   TempDir dir_;
   std::string logPath_ = dir_.file("log.txt");

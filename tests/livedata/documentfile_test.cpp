@@ -128,11 +128,7 @@ class DocumentWriteFailure : public ::testing::Test {
     doc.append(text.c_str());
     doc.close();
   }
-  std::string logText() {
-    std::string text;
-    testsupport::readFileIfExists(logPath_, &text);
-    return text;
-  }
+  std::string logText() { return testsupport::readFileOrEmpty(logPath_); }
 
   TempDir dir_;
   std::string docPath_ = dir_.file("a.json");

@@ -33,6 +33,12 @@ std::string readFile(const std::string& path) {
   return text;
 }
 
+std::string readFileOrEmpty(const std::string& path) {
+  std::string text;
+  readFileIfExists(path, &text);
+  return text;
+}
+
 bool readFileIfExists(const std::string& path, std::string* text) {
   std::ifstream in(path, std::ios::binary);
   if (!in) return false;

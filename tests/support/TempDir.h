@@ -26,6 +26,8 @@ class TempDir {
 
 std::string readFile(const std::string& path);
 bool readFileIfExists(const std::string& path, std::string* text);
+// The file's text, or "" when it does not exist (yet): for logs written on demand.
+std::string readFileOrEmpty(const std::string& path);
 // Writes text, creating missing parent directories.
 void writeFile(const std::string& path, const std::string& text);
 bool fileExists(const std::string& path);

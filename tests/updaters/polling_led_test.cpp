@@ -68,11 +68,7 @@ class PollingLedTest : public ::testing::Test {
     return readFile(path_);
   }
 
-  std::string log() {
-    std::string text;
-    testsupport::readFileIfExists(logPath_, &text);
-    return text;
-  }
+  std::string log() { return testsupport::readFileOrEmpty(logPath_); }
 
   TempDir dir_;
   std::string path_ = dir_.file("polling_data.json");
