@@ -15,7 +15,7 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { chromium } from 'playwright-core';
-import { MeterRig, DOCUMENTS, waitFor } from './rig.mjs';
+import { MeterRig, DOCUMENTS, BROWSER_FLAGS, CHROMIUM, waitFor } from './rig.mjs';
 import * as expect from './expected.mjs';
 import { measureUnattached } from './plain.mjs';
 
@@ -23,9 +23,6 @@ const STAGE = process.env.LDU_STAGE;
 const SOURCE = process.env.LDU_SOURCE_DIR || path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 const SOAK_SECONDS = Number(process.env.LDU_WEB_SOAK_SECONDS || 60);
 const PLAIN_SECONDS = Number(process.env.LDU_WEB_PLAIN_SECONDS || 60);
-const CHROMIUM = process.env.CHROMIUM || '/usr/bin/chromium';
-const BROWSER_FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
 const INPUT_NAME = '"Q" <b>x</b>';
 const ACCUMULATOR_LABEL = '<b>Acc</b> "1"';
 
@@ -63,6 +60,9 @@ async function fetchDocuments() {
 const SHORT_BODY = 'net::ERR_CONTENT_LENGTH_MISMATCH';
 const isRewriteRace = (url, text) => url.endsWith('.json') && text.includes(SHORT_BODY);
 let rewriteRaces = 0;
+// What the measuring stages found, saved as web-figures.json after each.
+const figures = {};
+const saveFigures = () => fs.writeFileSync(path.join(out, 'web-figures.json'), `${JSON.stringify(figures, null, 2)}\n`);
 // Requests the page made, per document.
 const reads = new Map();
 
@@ -229,9 +229,9 @@ describe('live page', { concurrency: false }, () => {
 
   it('measures page weight, update time and heap, reading each document at its own period', async () => {
     const readsBefore = new Map(reads);
-    const figures = await expect.measure(page, context, path.join(STAGE, 'share/livedata_update/www'), SOAK_SECONDS);
+    Object.assign(figures, await expect.measure(page, context, path.join(STAGE, 'share/livedata_update/www'), SOAK_SECONDS));
     const readsDuring = DOCUMENTS.map((name) => [name, (reads.get(name) || 0) - (readsBefore.get(name) || 0)]);
-    fs.writeFileSync(path.join(out, 'web-figures.json'), `${JSON.stringify(figures, null, 2)}\n`);
+    saveFigures();
     console.log(`web figures: ${JSON.stringify(figures)}`);
     assert.ok(figures.pageWeightBytes < 150 * 1024, `page weight ${figures.pageWeightBytes}`);
     for (const [name, count] of readsDuring) {
@@ -244,10 +244,9 @@ describe('live page', { concurrency: false }, () => {
   it('measures the update time in a headless Chromium with no DevTools client attached', async () => {
     await page.evaluate(() => window.lduLive.scheduler.stop());
     try {
-      const plain = await measureUnattached({ url: `${rig.url}/common_ui/live/`, dir: rig.dir, seconds: PLAIN_SECONDS, executable: CHROMIUM });
-      const file = path.join(out, 'web-figures.json');
-      const figures = { ...JSON.parse(fs.readFileSync(file, 'utf8')), unattached: { ...plain, seconds: PLAIN_SECONDS } };
-      fs.writeFileSync(file, `${JSON.stringify(figures, null, 2)}\n`);
+      const plain = await measureUnattached({ url: `${rig.url}/common_ui/live/`, dir: rig.dir, seconds: PLAIN_SECONDS });
+      figures.unattached = { ...plain, seconds: PLAIN_SECONDS };
+      saveFigures();
       console.log(`web figures, no DevTools client: ${JSON.stringify(plain)}`);
       assert.ok(plain.ticks >= PLAIN_SECONDS / 2, `${plain.ticks} ticks`);
       assert.ok(Number.isFinite(plain.medianUpdateMs), 'no update time');

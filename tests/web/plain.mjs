@@ -10,11 +10,9 @@ import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 import { chromium } from 'playwright-core';
-import { waitFor } from './rig.mjs';
+import { BROWSER_FLAGS, CHROMIUM, waitFor } from './rig.mjs';
 
-const FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-  '--disable-background-networking', '--disable-component-update', '--disable-sync',
-  '--window-size=1280,900', '--remote-debugging-address=127.0.0.1', '--remote-debugging-port=0'];
+const FLAGS = [...BROWSER_FLAGS, '--window-size=1280,900', '--remote-debugging-address=127.0.0.1', '--remote-debugging-port=0'];
 // Ticks left out at the start: the first reads also compile the page's code.
 const WARM_UP_TICKS = 5;
 
@@ -23,10 +21,10 @@ const WARM_UP_TICKS = 5;
 // over the ticks after the warm-up, with the number of ticks and the state of
 // every document at the end. The browser and all its processes are gone when
 // this returns or throws.
-export async function measureUnattached({ url, dir, seconds, executable }) {
+export async function measureUnattached({ url, dir, seconds }) {
   const profile = fs.mkdtempSync(path.join(dir, 'chromium-plain-'));
   const env = { ...process.env, HOME: profile, XDG_CONFIG_HOME: profile, XDG_CACHE_HOME: profile };
-  const child = spawn(executable, [...FLAGS, `--user-data-dir=${profile}`, url], { env, stdio: 'ignore', detached: true });
+  const child = spawn(CHROMIUM, [...FLAGS, `--user-data-dir=${profile}`, url], { env, stdio: 'ignore', detached: true });
   const exited = new Promise((resolve) => child.once('exit', resolve));
   child.once('error', () => {});
   const killNow = () => signalGroup(child, 'SIGKILL');

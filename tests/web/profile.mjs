@@ -16,13 +16,11 @@ import fs from 'node:fs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { chromium } from 'playwright-core';
-import { MeterRig, DOCUMENTS, waitFor } from './rig.mjs';
+import { MeterRig, DOCUMENTS, BROWSER_FLAGS, CHROMIUM, waitFor } from './rig.mjs';
 
 const STAGE = process.env.LDU_STAGE;
 const SOURCE = process.env.LDU_SOURCE_DIR || path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
 const SECONDS = Number(process.argv[2] || 40);
-const FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
-  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
 
 // Runs inside the page once it has started: collects per-read and per-tick
 // timings into window.lduProfile.
@@ -116,7 +114,7 @@ async function main() {
   let context;
   try {
     await rig.start();
-    context = await chromium.launchPersistentContext('', { headless: true, executablePath: process.env.CHROMIUM || '/usr/bin/chromium', args: FLAGS });
+    context = await chromium.launchPersistentContext('', { headless: true, executablePath: CHROMIUM, args: BROWSER_FLAGS });
     const page = await context.newPage();
     page.on('pageerror', (error) => console.log(`page error: ${error.message}`));
     await page.goto(`${rig.url}/common_ui/live/`);

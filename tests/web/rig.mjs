@@ -18,6 +18,11 @@ export const DOCUMENTS = [
   'polling_data.json', 'phasor_data.json', 'symmetrical_components.json', 'flicker_data.json',
   'energy_data.json', 'meter_factory_setting.json', 'thd_data.json', 'device_profile_label.json',
 ];
+// Flags of every headless Chromium the tests start: no sandbox (tests may run
+// as root), no GPU, no QUIC, and nothing that reaches out to the network.
+export const BROWSER_FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
+  '--disable-background-networking', '--disable-component-update', '--disable-sync'];
+export const CHROMIUM = process.env.CHROMIUM || '/usr/bin/chromium';
 const JSON_PATH = 'home/korvo.web/lighttpd/www/htdocs/common_ui/json';
 const HTDOCS_PATH = 'home/korvo.web/lighttpd/www/htdocs';
 
