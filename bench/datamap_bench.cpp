@@ -9,7 +9,7 @@
 #include <benchmark/benchmark.h>
 
 #include "platform/datamap.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -12,11 +12,11 @@
 #include <string>
 
 #include "platform/datamap.h"
-#include "platform/host/EntrySeqLock.h"
-#include "platform/host/HostDatamap.h"
-#include "platform/host/MapHandle.h"
-#include "platform/host/MappedMap.h"
-#include "platform/host/NumericValue.h"
+#include "hoststore/EntrySeqLock.h"
+#include "hoststore/HostDatamap.h"
+#include "hoststore/MapHandle.h"
+#include "hoststore/MappedMap.h"
+#include "hoststore/NumericValue.h"
 
 using dmhost::EntrySeqLock;
 using dmhost::MapHandle;

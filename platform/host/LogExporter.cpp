@@ -24,7 +24,7 @@
 #include <mutex>
 #include <string>
 
-#include "platform/host/LogItemCatalog.h"
+#include "hoststore/LogItemCatalog.h"
 
 static_assert(sizeof(LIMIT_ALARM_CONFIG_ITEM_INFO) == LIMIT_ALARM_RECORD_SIZE,
               "a limit record is 104 bytes");

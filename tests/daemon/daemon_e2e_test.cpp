@@ -19,7 +19,7 @@
 #include <thread>
 #include <vector>
 
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/daemon/shape_helpers.h"
 #include "tests/support/Process.h"
 #include "tests/support/TempDir.h"

@@ -11,7 +11,7 @@
 #include <nlohmann/json.hpp>
 
 #include "livedata/JsonDirectory.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/support/Process.h"
 
 namespace faulttest {

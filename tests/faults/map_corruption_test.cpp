@@ -16,8 +16,8 @@
 #include <gtest/gtest.h>
 
 #include "platform/datamap.h"
-#include "platform/host/HostDatamap.h"
-#include "platform/host/MapFormat.h"
+#include "hoststore/HostDatamap.h"
+#include "hoststore/MapFormat.h"
 #include "tests/faults/map_fault_helpers.h"
 #include "tests/support/TempDir.h"
 

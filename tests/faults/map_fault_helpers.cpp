@@ -7,8 +7,8 @@
 #include <chrono>
 #include <stdexcept>
 
-#include "platform/host/HostDatamap.h"
-#include "platform/host/MapFormat.h"
+#include "hoststore/HostDatamap.h"
+#include "hoststore/MapFormat.h"
 
 namespace mapfault {
 

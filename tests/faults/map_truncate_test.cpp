@@ -13,7 +13,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/datamap.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/faults/map_fault_helpers.h"
 #include "tests/support/TempDir.h"
 

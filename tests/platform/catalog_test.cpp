@@ -4,7 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "platform/datamap.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/support/TempDir.h"
 
 namespace {

@@ -15,9 +15,9 @@
 #include <gtest/gtest.h>
 
 #include "platform/datamap.h"
-#include "platform/host/EntrySeqLock.h"
-#include "platform/host/HostDatamap.h"
-#include "platform/host/MappedMap.h"
+#include "hoststore/EntrySeqLock.h"
+#include "hoststore/HostDatamap.h"
+#include "hoststore/MappedMap.h"
 #include "tests/support/TempDir.h"
 
 namespace {

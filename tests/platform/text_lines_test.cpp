@@ -1,15 +1,15 @@
-// TextLines: the line reader of the host catalogues.
+// TextLines: the line reader of the catalogues.
 #include <gtest/gtest.h>
 
 #include <string>
 #include <vector>
 
-#include "platform/host/TextLines.h"
+#include "base/TextLines.h"
 
 namespace {
 
 std::vector<std::string> allLines(const std::string& text, size_t* lastNumber) {
-  dmhost::TextLines lines(text);
+  base::TextLines lines(text);
   std::vector<std::string> out;
   std::string line;
   while (lines.next(&line)) out.push_back(line);

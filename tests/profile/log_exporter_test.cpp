@@ -8,7 +8,7 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/host/LogItemCatalog.h"
+#include "hoststore/LogItemCatalog.h"
 #include "platform/logexporter.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"

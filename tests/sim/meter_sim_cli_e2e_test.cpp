@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/sim/sim_helpers.h"
 #include "tests/support/Process.h"
 #include "tests/support/TempDir.h"

@@ -16,7 +16,7 @@
 #include "MeterSimulator.h"
 #include "SampleSettingsFile.h"
 #include "SimOptions.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "platform/meter_blocks.h"
 #include "tests/sim/sim_helpers.h"
 #include "tests/support/TempDir.h"

@@ -17,7 +17,7 @@
 #include <vector>
 
 #include "livedata/JsonDirectory.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/sim/sim_helpers.h"
 #include "tests/support/Process.h"
 #include "tests/support/TempDir.h"

@@ -8,7 +8,7 @@
 
 #include <string>
 
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 
 namespace simtest {
 

@@ -8,7 +8,7 @@
 #include <initializer_list>
 #include <string>
 
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "tests/support/TempDir.h"
 
 namespace testsupport {

@@ -6,8 +6,8 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include "platform/host/MapFormat.h"
-#include "platform/host/ValueText.h"
+#include "hoststore/MapFormat.h"
+#include "hoststore/ValueText.h"
 #include "platform/host/WriteAll.h"
 
 namespace {

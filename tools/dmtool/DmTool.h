@@ -20,7 +20,7 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 
 class DmTool {
  public:

@@ -12,7 +12,7 @@
 #include "livedata/RuntimeLog.h"
 #include "platform/common_api.h"
 #include "platform/datamap.h"
-#include "platform/host/ValueText.h"
+#include "hoststore/ValueText.h"
 
 namespace {
 

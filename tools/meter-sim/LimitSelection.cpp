@@ -4,7 +4,7 @@
 
 
 #include "platform/host/InputFile.h"
-#include "platform/host/LogItemCatalog.h"
+#include "hoststore/LogItemCatalog.h"
 
 std::vector<MeterBlocks::Limit> LimitSelection::fromCatalogText(const std::string& text,
                                                                 const std::string& origin,

@@ -12,7 +12,7 @@
 #include <string>
 #include <unordered_map>
 
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 
 class MapPublisher {
  public:

@@ -19,7 +19,7 @@
 #include <vector>
 
 #include "HarmonicModel.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 #include "platform/meter_blocks.h"
 
 class MeterBlocks {

@@ -22,7 +22,7 @@
 #include "HarmonicModel.h"
 #include "ThermalChannel.h"
 #include "ThreePhaseModel.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 
 class MeterSimulator {
  public:

@@ -15,7 +15,7 @@
 #include "MeterSimulator.h"
 #include "SampleSettingsFile.h"
 #include "SimOptions.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 
 namespace {
 

@@ -1,4 +1,4 @@
-#include "platform/host/NumericValue.h"
+#include "hoststore/NumericValue.h"
 
 #include "platform/datamap.h"
 

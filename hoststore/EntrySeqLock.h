@@ -13,13 +13,13 @@
 // finishes normally, so a writer that died inside never blocks later writers.
 //
 // Thread-safety: all functions may be called from any thread or process.
-#ifndef PLATFORM_HOST_ENTRYSEQLOCK_H_
-#define PLATFORM_HOST_ENTRYSEQLOCK_H_
+#ifndef HOSTSTORE_ENTRYSEQLOCK_H_
+#define HOSTSTORE_ENTRYSEQLOCK_H_
 
 #include <stddef.h>
 #include <stdint.h>
 
-#include "platform/host/MapFormat.h"
+#include "hoststore/MapFormat.h"
 
 namespace dmhost {
 
@@ -48,4 +48,4 @@ class EntrySeqLock {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_ENTRYSEQLOCK_H_
+#endif  // HOSTSTORE_ENTRYSEQLOCK_H_

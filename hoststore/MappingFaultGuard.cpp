@@ -1,4 +1,4 @@
-#include "platform/host/MappingFaultGuard.h"
+#include "hoststore/MappingFaultGuard.h"
 
 #include <errno.h>
 #include <signal.h>

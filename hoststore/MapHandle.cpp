@@ -1,4 +1,4 @@
-#include "platform/host/MapHandle.h"
+#include "hoststore/MapHandle.h"
 
 #include <sys/stat.h>
 #include <time.h>

@@ -7,8 +7,8 @@
 //  - anything to boolean is (value != 0); boolean to anything is 0 or 1.
 //
 // Thread-safety: plain value type.
-#ifndef PLATFORM_HOST_NUMERICVALUE_H_
-#define PLATFORM_HOST_NUMERICVALUE_H_
+#ifndef HOSTSTORE_NUMERICVALUE_H_
+#define HOSTSTORE_NUMERICVALUE_H_
 
 #include <math.h>
 
@@ -91,4 +91,4 @@ class NumericValue {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_NUMERICVALUE_H_
+#endif  // HOSTSTORE_NUMERICVALUE_H_

@@ -8,12 +8,12 @@
 //
 // Thread-safety: show() must not race with itself (the handle's mutex);
 // block() may be used by any thread at any time while the window lives.
-#ifndef PLATFORM_HOST_BLOCKWINDOW_H_
-#define PLATFORM_HOST_BLOCKWINDOW_H_
+#ifndef HOSTSTORE_BLOCKWINDOW_H_
+#define HOSTSTORE_BLOCKWINDOW_H_
 
 #include <atomic>
 
-#include "platform/host/MappedMap.h"
+#include "hoststore/MappedMap.h"
 
 namespace dmhost {
 
@@ -40,4 +40,4 @@ class BlockWindow {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_BLOCKWINDOW_H_
+#endif  // HOSTSTORE_BLOCKWINDOW_H_

@@ -18,8 +18,8 @@
 // stale marks, which are relaxed atomics; it may be shared by threads. The
 // value, sequence counter and failure code are accessed only atomically (see
 // EntrySeqLock).
-#ifndef PLATFORM_HOST_MAPFORMAT_H_
-#define PLATFORM_HOST_MAPFORMAT_H_
+#ifndef HOSTSTORE_MAPFORMAT_H_
+#define HOSTSTORE_MAPFORMAT_H_
 
 #include <stddef.h>
 #include <stdint.h>
@@ -153,4 +153,4 @@ class MapView {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_MAPFORMAT_H_
+#endif  // HOSTSTORE_MAPFORMAT_H_

@@ -1,9 +1,9 @@
-#include "platform/host/LogItemCatalog.h"
+#include "hoststore/LogItemCatalog.h"
 
 #include <algorithm>
 #include <tuple>
 
-#include "platform/host/TextLines.h"
+#include "base/TextLines.h"
 
 namespace dmhost {
 
@@ -70,7 +70,7 @@ bool LogItemCatalog::parse(const std::string& text, const std::string& origin,
                            std::string* error) {
   items_.clear();
   std::vector<Item> items;
-  TextLines lines(text);
+  base::TextLines lines(text);
   std::string line;
   while (lines.next(&line)) {
     if (line.empty() || line[0] == '#') continue;

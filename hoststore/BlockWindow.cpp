@@ -1,10 +1,10 @@
-#include "platform/host/BlockWindow.h"
+#include "hoststore/BlockWindow.h"
 
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "platform/host/HostDatamap.h"
-#include "platform/host/MappingFaultGuard.h"
+#include "hoststore/HostDatamap.h"
+#include "hoststore/MappingFaultGuard.h"
 
 namespace dmhost {
 

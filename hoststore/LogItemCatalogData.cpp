@@ -1,12 +1,12 @@
 // Generated from data/log_items.catalog: the log item catalogue embedded into
-// the host platform library. Do not edit by hand; after changing the data file
+// the host store library. Do not edit by hand; after changing the data file
 // regenerate it from the top of the source tree with
-//   F=platform/host/LogItemCatalogData.cpp; { sed -n '1,10p' $F;
+//   F=hoststore/LogItemCatalogData.cpp; { sed -n '1,10p' $F;
 //   printf 'const char kEmbeddedLogItemCatalog[] = R"log_items(';
 //   cat data/log_items.catalog; printf ')log_items";\n\n}  // namespace dmhost\n';
 //   } > $F.new && mv $F.new $F
 // The log exporter tests fail while the two differ.
-#include "platform/host/LogItemCatalog.h"
+#include "hoststore/LogItemCatalog.h"
 namespace dmhost {
 const char kEmbeddedLogItemCatalog[] = R"log_items(# Log items of the meter, as the log exporter names them to the limit alarms.
 #

@@ -3,14 +3,14 @@
 // keeps a reference to the text, which must outlive it.
 //
 // Thread-safety: one reader per thread.
-#ifndef PLATFORM_HOST_TEXTLINES_H_
-#define PLATFORM_HOST_TEXTLINES_H_
+#ifndef BASE_TEXTLINES_H_
+#define BASE_TEXTLINES_H_
 
 #include <stddef.h>
 
 #include <string>
 
-namespace dmhost {
+namespace base {
 
 class TextLines {
  public:
@@ -27,6 +27,6 @@ class TextLines {
   size_t number_ = 0;
 };
 
-}  // namespace dmhost
+}  // namespace base
 
-#endif  // PLATFORM_HOST_TEXTLINES_H_
+#endif  // BASE_TEXTLINES_H_

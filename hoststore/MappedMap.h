@@ -7,8 +7,8 @@
 //
 // Thread-safety: open/close are for one thread; once open, view(), broken()
 // and superseded() may be used by any number of threads.
-#ifndef PLATFORM_HOST_MAPPEDMAP_H_
-#define PLATFORM_HOST_MAPPEDMAP_H_
+#ifndef HOSTSTORE_MAPPEDMAP_H_
+#define HOSTSTORE_MAPPEDMAP_H_
 
 #include <stddef.h>
 #include <sys/types.h>
@@ -16,7 +16,7 @@
 #include <atomic>
 #include <string>
 
-#include "platform/host/MapFormat.h"
+#include "hoststore/MapFormat.h"
 
 namespace dmhost {
 
@@ -64,4 +64,4 @@ class MappedMap {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_MAPPEDMAP_H_
+#endif  // HOSTSTORE_MAPPEDMAP_H_

@@ -1,4 +1,4 @@
-#include "platform/host/ValueText.h"
+#include "hoststore/ValueText.h"
 
 #include <ctype.h>
 #include <errno.h>
@@ -8,8 +8,8 @@
 #include <strings.h>
 
 #include "platform/datamap.h"
-#include "platform/host/MapFormat.h"
-#include "platform/host/NumericValue.h"
+#include "hoststore/MapFormat.h"
+#include "hoststore/NumericValue.h"
 
 namespace dmhost {
 

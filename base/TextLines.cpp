@@ -1,6 +1,6 @@
-#include "platform/host/TextLines.h"
+#include "base/TextLines.h"
 
-namespace dmhost {
+namespace base {
 
 bool TextLines::next(std::string* line) {
   if (start_ >= text_.size()) return false;
@@ -13,4 +13,4 @@ bool TextLines::next(std::string* line) {
   return true;
 }
 
-}  // namespace dmhost
+}  // namespace base

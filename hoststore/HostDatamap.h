@@ -10,8 +10,8 @@
 // Thread-safety: a HostDatamap object is for one thread; any number of objects in
 // any number of processes may write the same map at once (writes to one entry
 // are serialised by the entry's sequence counter).
-#ifndef PLATFORM_HOST_HOSTDATAMAP_H_
-#define PLATFORM_HOST_HOSTDATAMAP_H_
+#ifndef HOSTSTORE_HOSTDATAMAP_H_
+#define HOSTSTORE_HOSTDATAMAP_H_
 
 #include <stddef.h>
 #include <stdint.h>
@@ -95,4 +95,4 @@ class HostDatamap {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_HOSTDATAMAP_H_
+#endif  // HOSTSTORE_HOSTDATAMAP_H_

@@ -1,4 +1,4 @@
-#include "platform/host/MappedMap.h"
+#include "hoststore/MappedMap.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -7,7 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/host/MappingFaultGuard.h"
+#include "hoststore/MappingFaultGuard.h"
 
 namespace dmhost {
 

@@ -11,8 +11,8 @@
 // read back to the same value.
 //
 // Thread-safety: pure functions.
-#ifndef PLATFORM_HOST_VALUETEXT_H_
-#define PLATFORM_HOST_VALUETEXT_H_
+#ifndef HOSTSTORE_VALUETEXT_H_
+#define HOSTSTORE_VALUETEXT_H_
 
 #include <stdint.h>
 
@@ -46,4 +46,4 @@ class ValueText {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_VALUETEXT_H_
+#endif  // HOSTSTORE_VALUETEXT_H_

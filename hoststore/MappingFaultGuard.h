@@ -10,8 +10,8 @@
 //
 // Thread-safety: add() and remove() may be called from any thread; the handler
 // only reads the table. A range must be removed before it is unmapped.
-#ifndef PLATFORM_HOST_MAPPINGFAULTGUARD_H_
-#define PLATFORM_HOST_MAPPINGFAULTGUARD_H_
+#ifndef HOSTSTORE_MAPPINGFAULTGUARD_H_
+#define HOSTSTORE_MAPPINGFAULTGUARD_H_
 
 #include <stddef.h>
 
@@ -31,4 +31,4 @@ class MappingFaultGuard {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_MAPPINGFAULTGUARD_H_
+#endif  // HOSTSTORE_MAPPINGFAULTGUARD_H_

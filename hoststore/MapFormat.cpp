@@ -1,9 +1,9 @@
-#include "platform/host/MapFormat.h"
+#include "hoststore/MapFormat.h"
 
 #include <string.h>
 
 #include "platform/datamap.h"
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 
 namespace dmhost {
 

@@ -11,8 +11,8 @@
 //
 // Thread-safety: a parsed LogItemCatalog is immutable and may be read by any
 // number of threads.
-#ifndef PLATFORM_HOST_LOGITEMCATALOG_H_
-#define PLATFORM_HOST_LOGITEMCATALOG_H_
+#ifndef HOSTSTORE_LOGITEMCATALOG_H_
+#define HOSTSTORE_LOGITEMCATALOG_H_
 
 #include <stddef.h>
 #include <stdint.h>
@@ -54,4 +54,4 @@ class LogItemCatalog {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_LOGITEMCATALOG_H_
+#endif  // HOSTSTORE_LOGITEMCATALOG_H_

@@ -1,9 +1,9 @@
-#include "platform/host/CatalogParser.h"
+#include "hoststore/CatalogParser.h"
 
 #include <unordered_set>
 
-#include "platform/host/TextLines.h"
-#include "platform/host/ValueText.h"
+#include "base/TextLines.h"
+#include "hoststore/ValueText.h"
 
 namespace dmhost {
 
@@ -56,7 +56,7 @@ bool CatalogParser::parse(const std::string& text, const std::string& origin,
                           std::vector<CatalogEntry>* entries, std::string* error) {
   entries->clear();
   std::unordered_set<std::string> seen;
-  TextLines lines(text);
+  base::TextLines lines(text);
   std::string line;
   while (lines.next(&line)) {
     size_t first = skipBlanks(line, 0);

@@ -6,15 +6,15 @@
 // one) the key starts as zero, the empty text or the all-zero timestamp.
 //
 // Thread-safety: pure functions.
-#ifndef PLATFORM_HOST_CATALOGPARSER_H_
-#define PLATFORM_HOST_CATALOGPARSER_H_
+#ifndef HOSTSTORE_CATALOGPARSER_H_
+#define HOSTSTORE_CATALOGPARSER_H_
 
 #include <stdint.h>
 
 #include <string>
 #include <vector>
 
-#include "platform/host/MapFormat.h"
+#include "hoststore/MapFormat.h"
 
 namespace dmhost {
 
@@ -36,4 +36,4 @@ class CatalogParser {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_CATALOGPARSER_H_
+#endif  // HOSTSTORE_CATALOGPARSER_H_

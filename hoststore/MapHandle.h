@@ -14,8 +14,8 @@
 //
 // Thread-safety: current() and block() may be called by any number of threads
 // at once; open() and the destructor must not race with any use.
-#ifndef PLATFORM_HOST_MAPHANDLE_H_
-#define PLATFORM_HOST_MAPHANDLE_H_
+#ifndef HOSTSTORE_MAPHANDLE_H_
+#define HOSTSTORE_MAPHANDLE_H_
 
 #include <stdint.h>
 
@@ -25,8 +25,8 @@
 #include <string>
 #include <vector>
 
-#include "platform/host/BlockWindow.h"
-#include "platform/host/MappedMap.h"
+#include "hoststore/BlockWindow.h"
+#include "hoststore/MappedMap.h"
 
 namespace dmhost {
 
@@ -77,4 +77,4 @@ class MapHandle {
 
 }  // namespace dmhost
 
-#endif  // PLATFORM_HOST_MAPHANDLE_H_
+#endif  // HOSTSTORE_MAPHANDLE_H_

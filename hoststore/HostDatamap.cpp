@@ -1,4 +1,4 @@
-#include "platform/host/HostDatamap.h"
+#include "hoststore/HostDatamap.h"
 
 #include <errno.h>
 #include <fcntl.h>
@@ -9,12 +9,12 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
-#include "platform/host/CatalogParser.h"
-#include "platform/host/EntrySeqLock.h"
+#include "hoststore/CatalogParser.h"
+#include "hoststore/EntrySeqLock.h"
 #include "platform/host/InputFile.h"
-#include "platform/host/MappedMap.h"
-#include "platform/host/NumericValue.h"
-#include "platform/host/ValueText.h"
+#include "hoststore/MappedMap.h"
+#include "hoststore/NumericValue.h"
+#include "hoststore/ValueText.h"
 #include "platform/host/WriteAll.h"
 
 namespace dmhost {

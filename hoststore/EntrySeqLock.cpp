@@ -1,4 +1,4 @@
-#include "platform/host/EntrySeqLock.h"
+#include "hoststore/EntrySeqLock.h"
 
 #include <sched.h>
 #include <string.h>
