@@ -20,11 +20,11 @@
 #include "livedata/JsonDirectory.h"
 #include "platform/common_api.h"
 #include "platform/datamap.h"
+#include "platform/settings_file.h"
 
 namespace {
 
 const char kRuntimeFile[] = "/home/korvo.data/test/livedata_update_runtime.xml";
-const char kSettingsFile[] = "/home/korvo.data/root/kv7720.kps";
 
 // Datamap indexes of the three enumerations, kept for the main loop's re-reads.
 unsigned int hookupIndex = DM_INDEX_NONE;
@@ -219,7 +219,7 @@ int main(int argc, char** argv) {
   if (!debug && ldu_Runtime.daemonize()) daemonize_withSTDFILE();
   atexit(daemonShutdown);
   writePidFile(pidFileOption);
-  ldu_Runtime.print_profile_label(meterPath(kSettingsFile).c_str());
+  ldu_Runtime.print_profile_label(meterPath(settings_file::kPath).c_str());
   setenv("OPENSSL_ppccap", "0x0", 1);
   openDatamap();
   readEnumerations();

@@ -14,23 +14,24 @@
 #include "platform/common_api.h"
 #include "platform/datamap.h"
 #include "platform/meter_blocks.h"
+#include "platform/settings_file.h"
 
 namespace {
 
-// Programmable settings file: byte offsets of the fields the document shows.
-// Every label is 16 bytes, padded with blanks, not necessarily terminated.
-constexpr size_t kLabelSize = 16;
-constexpr size_t kDigitalInputFirst = 896;  // 8 records of 56 bytes
-constexpr size_t kDigitalInputStride = 56;
-constexpr size_t kDigitalInputName = 8;      // within the record
-constexpr size_t kDigitalInputOpen = 24;     // label of the open state
-constexpr size_t kDigitalInputShorted = 40;  // label of the shorted state
-constexpr int kDigitalInputCount = 8;
-constexpr size_t kEnergyDirectionFlag = 1940;  // non-zero: quadrants 1+4 are delivered
-constexpr size_t kAccumulatorFirst = 2360;
-constexpr int kAccumulatorCount = 8;
-constexpr size_t kAggregatorFirst = 2488;
-constexpr int kAggregatorCount = 4;
+// Programmable settings file: the fields the document shows. Their offsets are
+// in platform/settings_file.h.
+using settings_file::kAccumulatorCount;
+using settings_file::kAccumulatorFirst;
+using settings_file::kAggregatorCount;
+using settings_file::kAggregatorFirst;
+using settings_file::kDigitalInputCount;
+using settings_file::kDigitalInputFirst;
+using settings_file::kDigitalInputName;
+using settings_file::kDigitalInputOpen;
+using settings_file::kDigitalInputShorted;
+using settings_file::kDigitalInputStride;
+using settings_file::kEnergyDirectionFlag;
+using settings_file::kLabelSize;
 
 // Datamap user blocks. Block 18 (power-quality status) describes the limits;
 // block 19 receives the names of their log items.

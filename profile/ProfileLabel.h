@@ -19,11 +19,12 @@
 #include "livedata/DocumentFile.h"
 #include "livedata/InputFile.h"
 #include "platform/logexporter.h"
+#include "platform/settings_file.h"
 
 class ProfileLabel {
  public:
   // Length the settings file is given (ftruncate) and mapped with.
-  static constexpr size_t kSettingsFileSize = 32784;
+  static constexpr size_t kSettingsFileSize = settings_file::kSize;
   // Largest settings file accepted; a larger one is refused untouched.
   static constexpr size_t kMaxSettingsFileSize = 1024 * 1024;
 

@@ -7,12 +7,14 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "platform/settings_file.h"
+
 namespace {
 
 // Copies text into a 16-byte label padded with blanks (no terminator).
 void putLabel(std::vector<unsigned char>& file, size_t offset, const char* text) {
-  memset(&file[offset], ' ', 16);
-  memcpy(&file[offset], text, strnlen(text, 16));
+  memset(&file[offset], ' ', settings_file::kLabelSize);
+  memcpy(&file[offset], text, strnlen(text, settings_file::kLabelSize));
 }
 
 bool makeParentDirs(const std::string& path, std::string* error) {
@@ -29,31 +31,35 @@ bool makeParentDirs(const std::string& path, std::string* error) {
 }  // namespace
 
 std::vector<unsigned char> SampleSettingsFile::contents() {
-  static const char* const kInputs[8][3] = {
+  static const char* const kInputs[settings_file::kDigitalInputCount][3] = {
       {"Breaker 52a", "Open", "Closed"},     {"Breaker 52b", "Open", "Closed"},
       {"Door Switch", "Closed", "Open"},     {"Transfer Sw", "Normal", "Emergency"},
       {"Gen Running", "Stopped", "Running"}, {"Fan Status", "Off", "On"},
       {"Surge Alarm", "Normal", "Alarm"},    {"Spare Input 8", "Inactive", "Active"}};
-  static const char* const kAccumulators[8] = {"Del kWh Pulse", "Rec kWh Pulse", "kVARh Q12",
+  static const char* const kAccumulators[settings_file::kAccumulatorCount] = {"Del kWh Pulse", "Rec kWh Pulse", "kVARh Q12",
                                                "kVARh Q34",     "kVAh Pulse",    "Wh Phase A",
                                                "Wh Phase B",    "Wh Phase C"};
-  static const char* const kAggregators[4] = {"Net Wh", "Total VARh", "VAh + Wh A", "Wh B + C"};
-  std::vector<unsigned char> file(kSize, 0);
-  for (int i = 0; i < 8; ++i) {
-    const size_t record = kDigitalInputs + kDigitalInputRecord * i;
-    putLabel(file, record + 8, kInputs[i][0]);
-    putLabel(file, record + 24, kInputs[i][1]);
-    putLabel(file, record + 40, kInputs[i][2]);
+  static const char* const kAggregators[settings_file::kAggregatorCount] = {"Net Wh", "Total VARh", "VAh + Wh A", "Wh B + C"};
+  namespace sf = settings_file;
+  std::vector<unsigned char> file(sf::kSize, 0);
+  for (int i = 0; i < sf::kDigitalInputCount; ++i) {
+    putLabel(file, sf::digitalInputLabel(i, sf::kDigitalInputName), kInputs[i][0]);
+    putLabel(file, sf::digitalInputLabel(i, sf::kDigitalInputOpen), kInputs[i][1]);
+    putLabel(file, sf::digitalInputLabel(i, sf::kDigitalInputShorted), kInputs[i][2]);
   }
-  file[kDirectionFlag] = 1;  // quadrants 1 + 4 are delivered energy
-  for (int i = 0; i < 8; ++i) putLabel(file, kAccumulatorLabels + 16 * i, kAccumulators[i]);
-  for (int i = 0; i < 4; ++i) putLabel(file, kAggregatorLabels + 16 * i, kAggregators[i]);
+  file[sf::kEnergyDirectionFlag] = 1;  // quadrants 1 + 4 are delivered energy
+  for (int i = 0; i < sf::kAccumulatorCount; ++i) {
+    putLabel(file, sf::accumulatorLabel(i), kAccumulators[i]);
+  }
+  for (int i = 0; i < sf::kAggregatorCount; ++i) {
+    putLabel(file, sf::aggregatorLabel(i), kAggregators[i]);
+  }
   return file;
 }
 
 std::string SampleSettingsFile::defaultPath() {
   const char* root = getenv("LIVEDATA_ROOT");
-  return std::string(root ? root : "") + "/home/korvo.data/root/kv7720.kps";
+  return std::string(root ? root : "") + settings_file::kPath;
 }
 
 bool SampleSettingsFile::writeIfMissing(const std::string& path, bool* created, std::string* error) {

@@ -1,7 +1,7 @@
 // A sample programmable settings file (kv7720.kps) for the simulated meter:
 // 32784 bytes, zero except for the blank-padded 16-byte labels the daemon shows
 // (digital input names and state labels, accumulator and aggregator labels) and
-// the energy direction flag.
+// the energy direction flag, at the offsets of platform/settings_file.h.
 #ifndef TOOLS_METER_SIM_SAMPLESETTINGSFILE_H_
 #define TOOLS_METER_SIM_SAMPLESETTINGSFILE_H_
 
@@ -12,13 +12,6 @@
 
 class SampleSettingsFile {
  public:
-  static constexpr size_t kSize = 32784;
-  static constexpr size_t kDigitalInputs = 896;  // 8 records of 56 bytes
-  static constexpr size_t kDigitalInputRecord = 56;
-  static constexpr size_t kDirectionFlag = 1940;
-  static constexpr size_t kAccumulatorLabels = 2360;  // 8 x 16
-  static constexpr size_t kAggregatorLabels = 2488;   // 4 x 16
-
   // The file's bytes.
   static std::vector<unsigned char> contents();
 
