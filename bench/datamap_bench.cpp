@@ -22,8 +22,7 @@ class BenchMap {
     for (int i = 0; i < 2000; ++i) {
       catalog += "reading.1sec.key" + std::to_string(i) + " flt64 " + std::to_string(i) + ".5\n";
     }
-    std::string error;
-    ok_ = dmhost::HostDatamap::createFromCatalogText(path_, catalog, "bench", &error);
+    ok_ = dmhost::HostDatamap::createFromCatalogText(path_, catalog, "bench").ok();
     setenv("DATAMAP_FILE", path_.c_str(), 1);
     ok_ = ok_ && dm_open_map(&dm_) == 0;
   }

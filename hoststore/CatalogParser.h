@@ -14,6 +14,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Status.h"
 #include "hoststore/MapFormat.h"
 
 namespace dmhost {
@@ -26,12 +27,13 @@ struct CatalogEntry {
 
 class CatalogParser {
  public:
-  // False with *error = "ORIGIN:LINE: what is wrong" at the first bad line.
-  static bool parse(const std::string& text, const std::string& origin,
-                    std::vector<CatalogEntry>* entries, std::string* error);
+  // Fails with the message "ORIGIN:LINE: what is wrong" at the first bad line.
+  static base::Status parse(const std::string& text, const std::string& origin,
+                            std::vector<CatalogEntry>* entries);
 
  private:
-  static bool parseLine(const std::string& line, CatalogEntry* entry, std::string* what);
+  // Fails with what is wrong with the line.
+  static base::Status parseLine(const std::string& line, CatalogEntry* entry);
 };
 
 }  // namespace dmhost

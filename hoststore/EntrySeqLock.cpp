@@ -37,7 +37,8 @@ int EntrySeqLock::read(const MapRecord& record, uint32_t type, uint32_t* out) {
   for (int round = 0;; ++round) {
     uint32_t before = __atomic_load_n(&record.seq, __ATOMIC_ACQUIRE);
     if ((before & 1u) == 0) {
-      for (size_t i = 0; i < words; ++i) out[i] = __atomic_load_n(&record.value[i], __ATOMIC_ACQUIRE);
+      for (size_t i = 0; i < words; ++i)
+        out[i] = __atomic_load_n(&record.value[i], __ATOMIC_ACQUIRE);
       uint32_t after = __atomic_load_n(&record.seq, __ATOMIC_ACQUIRE);
       if (after == before) {
         for (size_t i = words; i < kValueCapacity / 4; ++i) out[i] = 0;

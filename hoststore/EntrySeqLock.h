@@ -25,8 +25,8 @@ namespace dmhost {
 
 class EntrySeqLock {
  public:
-  static constexpr long kReadPatienceNs = 10 * 1000 * 1000;     // 10 ms
-  static constexpr long kTakeoverAfterNs = 100 * 1000 * 1000;   // 100 ms
+  static constexpr long kReadPatienceNs = 10 * 1000 * 1000;    // 10 ms
+  static constexpr long kTakeoverAfterNs = 100 * 1000 * 1000;  // 100 ms
 
   // Copies the value words of a record of the given type into out
   // (kValueCapacity bytes; words beyond the type's storage size are zero).

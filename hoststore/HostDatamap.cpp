@@ -11,10 +11,10 @@
 
 #include "hoststore/CatalogParser.h"
 #include "hoststore/EntrySeqLock.h"
-#include "platform/host/InputFile.h"
 #include "hoststore/MappedMap.h"
 #include "hoststore/NumericValue.h"
 #include "hoststore/ValueText.h"
+#include "platform/host/InputFile.h"
 #include "platform/host/WriteAll.h"
 
 namespace dmhost {
@@ -107,14 +107,11 @@ void markSuperseded(int fd) {
 // Writes the image to a temporary file beside path and renames it into place,
 // so readers see either the old map or the complete new one; then marks the old
 // file superseded so that running readers follow.
-bool installImage(const std::string& path, const std::string& image, uint64_t totalSize,
-                  std::string* error) {
+base::Status installImage(const std::string& path, const std::string& image, uint64_t totalSize) {
   std::string temp = path + ".tmpXXXXXX";
   int fd = mkstemp(&temp[0]);
-  if (fd < 0) {
-    *error = "cannot create a temporary file beside " + path + ": " + strerror(errno);
-    return false;
-  }
+  if (fd < 0)
+    return base::Status::Error("", "cannot create a temporary file beside " + path, errno);
   bool ok = fchmod(fd, 0644) == 0 && ftruncate(fd, static_cast<off_t>(totalSize)) == 0 &&
             writeAll(fd, image) && fsync(fd) == 0;
   int savedErrno = errno;
@@ -127,28 +124,27 @@ bool installImage(const std::string& path, const std::string& image, uint64_t to
   if (!ok) {
     if (previous >= 0) ::close(previous);
     unlink(temp.c_str());
-    *error = "cannot write " + path + ": " + strerror(savedErrno);
-    return false;
+    return base::Status::Error("", "cannot write " + path, savedErrno);
   }
   markSuperseded(previous);
-  return true;
+  return base::Status::Ok();
 }
 
 // Whether bytes offset .. offset + length - 1 of the block starting at start
-// (null: no such block, or no map open) can be used; *error says why not.
-bool blockRangeUsable(bool open, const unsigned char* start, int number, size_t offset,
-                      size_t length, std::string* error) {
+// (null: no such block, or no map open) can be used; fails saying why not.
+base::Status blockRangeUsable(bool open, const unsigned char* start, int number, size_t offset,
+                              size_t length) {
   if (start == nullptr) {
-    *error = open ? "no such block " + std::to_string(number) + " (1, 2, 18 or 19)"
-                  : std::string("no map is open");
-    return false;
+    return base::Status::Error(
+        "", open ? "no such block " + std::to_string(number) + " (1, 2, 18 or 19)"
+                 : std::string("no map is open"));
   }
   if (offset > kBlockSize || length > kBlockSize - offset) {
-    *error = "offset " + std::to_string(offset) + " + length " + std::to_string(length) +
-             " exceeds the block size " + std::to_string(kBlockSize);
-    return false;
+    return base::Status::Error("", "offset " + std::to_string(offset) + " + length " +
+                                       std::to_string(length) + " exceeds the block size " +
+                                       std::to_string(kBlockSize));
   }
-  return true;
+  return base::Status::Ok();
 }
 
 }  // namespace
@@ -165,39 +161,44 @@ struct HostDatamap::Impl {
 
   MapRecord* record(uint32_t index) const { return map.view().record(index); }
   uint32_t type(uint32_t index) const { return map.view().type(index); }
-  // Index of key, or DM_INDEX_NONE with *error set.
-  uint32_t indexOf(const std::string& key, std::string* error) const {
+  // Index of key, or DM_INDEX_NONE.
+  uint32_t indexOf(const std::string& key) const {
     uint32_t found = map.isOpen() ? map.view().find(key.c_str()) : DM_INDEX_NONE;
-    if (record(found) == nullptr) {
-      *error = map.isOpen() ? "unknown key \"" + key + "\"" : std::string("no map is open");
-      return DM_INDEX_NONE;
-    }
-    return found;
+    return record(found) == nullptr ? DM_INDEX_NONE : found;
+  }
+  // Why key has no index.
+  base::Status missing(const std::string& key) const {
+    return base::Status::Error(
+        "", map.isOpen() ? "unknown key \"" + key + "\"" : std::string("no map is open"));
   }
 };
 
-bool HostDatamap::createFromCatalogText(const std::string& path, const std::string& text,
-                                        const std::string& origin, std::string* error) {
+base::Status HostDatamap::createFromCatalogText(const std::string& path, const std::string& text,
+                                                const std::string& origin) {
   std::vector<CatalogEntry> entries;
-  if (!CatalogParser::parse(text, origin, &entries, error)) return false;
+  base::Status parsed = CatalogParser::parse(text, origin, &entries);
+  if (!parsed.ok()) return parsed;
   uint64_t totalSize = 0;
   std::string image = buildImage(entries, &totalSize);
-  return installImage(path, image, totalSize, error);
+  return installImage(path, image, totalSize);
 }
 
-bool HostDatamap::createFromCatalogFile(const std::string& path, const std::string& catalogPath,
-                                        std::string* error) {
+base::Status HostDatamap::createFromCatalogFile(const std::string& path,
+                                                const std::string& catalogPath) {
   std::string text;
-  if (!InputFile::read(catalogPath, InputFile::kMaxCatalogBytes, &text, error)) return false;
-  return createFromCatalogText(path, text, catalogPath, error);
+  std::string reason;
+  if (!InputFile::read(catalogPath, InputFile::kMaxCatalogBytes, &text, &reason)) {
+    return base::Status::Error("", reason);
+  }
+  return createFromCatalogText(path, text, catalogPath);
 }
 
 HostDatamap::HostDatamap() : impl_(new Impl) {}
 
-HostDatamap::~HostDatamap() { delete impl_; }
+HostDatamap::~HostDatamap() = default;
 
-bool HostDatamap::open(const std::string& path, std::string* error) {
-  return impl_->map.open(path, MappedMap::kReadWrite, error);
+base::Status HostDatamap::open(const std::string& path) {
+  return impl_->map.open(path, MappedMap::kReadWrite);
 }
 
 void HostDatamap::close() { impl_->map.close(); }
@@ -207,8 +208,7 @@ bool HostDatamap::isOpen() const { return impl_->map.isOpen(); }
 bool HostDatamap::broken() const { return impl_->map.isOpen() && impl_->map.broken(); }
 
 bool HostDatamap::lookup(const std::string& key, KeyInfo* info) const {
-  std::string ignored;
-  uint32_t index = impl_->indexOf(key, &ignored);
+  uint32_t index = impl_->indexOf(key);
   if (index == DM_INDEX_NONE) return false;
   info->index = index;
   info->type = impl_->type(index);
@@ -232,40 +232,36 @@ std::vector<KeyInfo> HostDatamap::list() const {
   return keys;
 }
 
-bool HostDatamap::setText(const std::string& key, const std::string& value, std::string* error) {
-  uint32_t index = impl_->indexOf(key, error);
-  if (index == DM_INDEX_NONE) return false;
+base::Status HostDatamap::setText(const std::string& key, const std::string& value) {
+  uint32_t index = impl_->indexOf(key);
+  if (index == DM_INDEX_NONE) return impl_->missing(key);
   unsigned char storage[kValueCapacity];
-  std::string reason;
-  if (!ValueText::parse(impl_->type(index), value, storage, &reason)) {
-    *error = "bad value \"" + value + "\" for key \"" + key + "\": " + reason;
-    return false;
+  base::Status parsed = ValueText::parse(impl_->type(index), value, storage);
+  if (!parsed.ok()) {
+    return base::Status::Error(
+        "", "bad value \"" + value + "\" for key \"" + key + "\": " + parsed.message());
   }
   EntrySeqLock::write(*impl_->record(index), storage, kValueCapacity);
-  return true;
+  return base::Status::Ok();
 }
 
-bool HostDatamap::getText(const std::string& key, std::string* value, std::string* error) const {
-  uint32_t index = impl_->indexOf(key, error);
-  if (index == DM_INDEX_NONE) return false;
+base::Status HostDatamap::getText(const std::string& key, std::string* value) const {
+  uint32_t index = impl_->indexOf(key);
+  if (index == DM_INDEX_NONE) return impl_->missing(key);
   uint32_t words[kValueCapacity / 4];
   if (EntrySeqLock::read(*impl_->record(index), impl_->type(index), words) != 0) {
-    *error = "key \"" + key + "\" stays mid-write (a writer died?)";
-    return false;
+    return base::Status::Error("", "key \"" + key + "\" stays mid-write (a writer died?)");
   }
   *value = ValueText::format(impl_->type(index), reinterpret_cast<const unsigned char*>(words));
-  return true;
+  return base::Status::Ok();
 }
 
-bool HostDatamap::setFail(const std::string& key, int code, std::string* error) {
-  uint32_t index = impl_->indexOf(key, error);
-  if (index == DM_INDEX_NONE) return false;
-  if (code > 0) {
-    *error = "failure code must be negative (or 0 to clear)";
-    return false;
-  }
+base::Status HostDatamap::setFail(const std::string& key, int code) {
+  uint32_t index = impl_->indexOf(key);
+  if (index == DM_INDEX_NONE) return impl_->missing(key);
+  if (code > 0) return base::Status::Error("", "failure code must be negative (or 0 to clear)");
   EntrySeqLock::setFailCode(*impl_->record(index), code);
-  return true;
+  return base::Status::Ok();
 }
 
 bool HostDatamap::setDouble(uint32_t index, double value) {
@@ -291,8 +287,7 @@ bool HostDatamap::setSigned(uint32_t index, long long value) {
 bool HostDatamap::setUnsigned(uint32_t index, unsigned long long value) {
   MapRecord* record = impl_->record(index);
   unsigned char storage[kValueCapacity] = {};
-  if (record == nullptr ||
-      !NumericValue::fromUnsigned(value).encode(impl_->type(index), storage)) {
+  if (record == nullptr || !NumericValue::fromUnsigned(value).encode(impl_->type(index), storage)) {
     return false;
   }
   EntrySeqLock::write(*record, storage, kValueCapacity);
@@ -324,20 +319,21 @@ unsigned char* HostDatamap::block(int number) {
   return isOpen() ? impl_->map.view().block(number) : nullptr;
 }
 
-bool HostDatamap::writeBlock(int number, size_t offset, const void* data, size_t length,
-                             std::string* error) {
+base::Status HostDatamap::writeBlock(int number, size_t offset, const void* data, size_t length) {
   unsigned char* start = block(number);
-  if (!blockRangeUsable(isOpen(), start, number, offset, length, error)) return false;
+  base::Status usable = blockRangeUsable(isOpen(), start, number, offset, length);
+  if (!usable.ok()) return usable;
   if (length > 0) memcpy(start + offset, data, length);
-  return true;
+  return base::Status::Ok();
 }
 
-bool HostDatamap::readBlock(int number, size_t offset, size_t length, std::string* out,
-                            std::string* error) const {
+base::Status HostDatamap::readBlock(int number, size_t offset, size_t length,
+                                    std::string* out) const {
   const unsigned char* start = isOpen() ? impl_->map.view().block(number) : nullptr;
-  if (!blockRangeUsable(isOpen(), start, number, offset, length, error)) return false;
+  base::Status usable = blockRangeUsable(isOpen(), start, number, offset, length);
+  if (!usable.ok()) return usable;
   out->assign(reinterpret_cast<const char*>(start + offset), length);
-  return true;
+  return base::Status::Ok();
 }
 
 }  // namespace dmhost

@@ -16,9 +16,11 @@
 #include <stddef.h>
 #include <stdint.h>
 
+#include <memory>
 #include <string>
 #include <vector>
 
+#include "base/Status.h"
 #include "platform/datamap.h"
 
 namespace dmhost {
@@ -40,20 +42,20 @@ class HostDatamap {
  public:
   // Builds a new map at path from catalogue text and replaces any file there
   // atomically (a temporary file renamed into place). origin names the catalogue
-  // in error messages ("FILE:LINE: ..."). Returns false with *error set on failure;
-  // nothing is left at path then (an existing map stays as it was).
-  static bool createFromCatalogText(const std::string& path, const std::string& text,
-                                    const std::string& origin, std::string* error);
-  static bool createFromCatalogFile(const std::string& path, const std::string& catalogPath,
-                                    std::string* error);
+  // in error messages ("FILE:LINE: ..."). On failure nothing is left at path
+  // (an existing map stays as it was).
+  static base::Status createFromCatalogText(const std::string& path, const std::string& text,
+                                            const std::string& origin);
+  static base::Status createFromCatalogFile(const std::string& path,
+                                            const std::string& catalogPath);
 
   HostDatamap();
   ~HostDatamap();
   HostDatamap(const HostDatamap&) = delete;
   HostDatamap& operator=(const HostDatamap&) = delete;
 
-  // Maps an existing map read-write. False with *error when missing or invalid.
-  bool open(const std::string& path, std::string* error);
+  // Maps an existing map read-write. Fails when it is missing or invalid.
+  base::Status open(const std::string& path);
   void close();
   bool isOpen() const;
   // True once the file was truncated under the mapping: writes then go to
@@ -66,10 +68,10 @@ class HostDatamap {
   // Value text forms (those of the catalogue): integers decimal or 0x-hex, floating
   // as strtod, boolean 0/1/true/false, strings as given (cut to size - 1),
   // timestamps "CCYY-MM-DD hh:mm:ss".
-  bool setText(const std::string& key, const std::string& value, std::string* error);
-  bool getText(const std::string& key, std::string* value, std::string* error) const;
+  base::Status setText(const std::string& key, const std::string& value);
+  base::Status getText(const std::string& key, std::string* value) const;
   // Every later dm_read_* of key returns code (negative); 0 clears.
-  bool setFail(const std::string& key, int code, std::string* error);
+  base::Status setFail(const std::string& key, int code);
 
   // Typed writes by index, converted to the key's type like a C cast; false when
   // the index names no key or the key's type does not take such a value
@@ -83,14 +85,12 @@ class HostDatamap {
 
   // Data blocks 1, 2, 18 and 19: raw memory in native byte order.
   unsigned char* block(int number);  // null when no such block
-  bool writeBlock(int number, size_t offset, const void* data, size_t length,
-                  std::string* error);
-  bool readBlock(int number, size_t offset, size_t length, std::string* out,
-                 std::string* error) const;
+  base::Status writeBlock(int number, size_t offset, const void* data, size_t length);
+  base::Status readBlock(int number, size_t offset, size_t length, std::string* out) const;
 
  private:
   struct Impl;
-  Impl* impl_;
+  std::unique_ptr<Impl> impl_;
 };
 
 }  // namespace dmhost

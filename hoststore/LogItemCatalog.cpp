@@ -28,46 +28,39 @@ bool lessKey(const LogItemCatalog::Item& a, const LogItemCatalog::Item& b) {
   return std::tie(a.id, a.subId) < std::tie(b.id, b.subId);
 }
 
-// Checks one non-comment line and fills *item; *reason says what is wrong.
-bool parseLine(const std::string& line, LogItemCatalog::Item* item, std::string* reason) {
+// Checks one non-comment line and fills *item; fails with what is wrong.
+base::Status parseLine(const std::string& line, LogItemCatalog::Item* item) {
   size_t pos = 0;
   unsigned long id = 0;
   unsigned long subId = 0;
   if (!parseDecimal(line, &pos, 65534, &id) || id == 0) {
-    *reason = "item id must be a decimal number 1..65534";
-    return false;
+    return base::Status::Error("", "item id must be a decimal number 1..65534");
   }
   if (pos >= line.size() || line[pos] != ' ') {
-    *reason = "expected a blank after the item id";
-    return false;
+    return base::Status::Error("", "expected a blank after the item id");
   }
   ++pos;
   if (!parseDecimal(line, &pos, 255, &subId)) {
-    *reason = "sub id must be a decimal number 0..255";
-    return false;
+    return base::Status::Error("", "sub id must be a decimal number 0..255");
   }
   if (pos >= line.size() || line[pos] != ' ' || pos + 1 >= line.size()) {
-    *reason = "expected a blank and a name after the sub id";
-    return false;
+    return base::Status::Error("", "expected a blank and a name after the sub id");
   }
   item->id = static_cast<uint16_t>(id);
   item->subId = static_cast<uint8_t>(subId);
   item->name = line.substr(pos + 1);
   if (item->name.size() > LogItemCatalog::kMaxNameLength) {
-    *reason = "name longer than 79 bytes";
-    return false;
+    return base::Status::Error("", "name longer than 79 bytes");
   }
   if (item->name.find('\0') != std::string::npos) {
-    *reason = "name holds a NUL byte";
-    return false;
+    return base::Status::Error("", "name holds a NUL byte");
   }
-  return true;
+  return base::Status::Ok();
 }
 
 }  // namespace
 
-bool LogItemCatalog::parse(const std::string& text, const std::string& origin,
-                           std::string* error) {
+base::Status LogItemCatalog::parse(const std::string& text, const std::string& origin) {
   items_.clear();
   std::vector<Item> items;
   base::TextLines lines(text);
@@ -75,21 +68,21 @@ bool LogItemCatalog::parse(const std::string& text, const std::string& origin,
   while (lines.next(&line)) {
     if (line.empty() || line[0] == '#') continue;
     Item item;
-    std::string reason;
-    if (!parseLine(line, &item, &reason)) {
-      *error = origin + ":" + std::to_string(lines.number()) + ": " + reason;
-      return false;
+    base::Status parsed = parseLine(line, &item);
+    if (!parsed.ok()) {
+      return base::Status::Error(
+          "", origin + ":" + std::to_string(lines.number()) + ": " + parsed.message());
     }
     auto at = std::lower_bound(items.begin(), items.end(), item, lessKey);
     if (at != items.end() && !lessKey(item, *at)) {
-      *error = origin + ":" + std::to_string(lines.number()) + ": item " + std::to_string(item.id) +
-               " " + std::to_string(item.subId) + " listed twice";
-      return false;
+      return base::Status::Error("", origin + ":" + std::to_string(lines.number()) + ": item " +
+                                         std::to_string(item.id) + " " +
+                                         std::to_string(item.subId) + " listed twice");
     }
     items.insert(at, std::move(item));
   }
   items_ = std::move(items);
-  return true;
+  return base::Status::Ok();
 }
 
 const LogItemCatalog::Item* LogItemCatalog::find(uint16_t id, uint8_t subId) const {

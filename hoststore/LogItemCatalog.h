@@ -20,6 +20,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Status.h"
+
 namespace dmhost {
 
 // Text of data/log_items.catalog as it was when LogItemCatalogData.cpp was
@@ -39,9 +41,9 @@ class LogItemCatalog {
   // Largest catalogue file read (LOG_ITEM_CATALOG); a larger one is refused.
   static constexpr size_t kMaxFileSize = 4 * 1024 * 1024;
 
-  // Parses catalogue text. On a bad line returns false with *error set to
+  // Parses catalogue text. On a bad line fails with the message
   // "ORIGIN:LINE: reason" and leaves the catalogue empty.
-  bool parse(const std::string& text, const std::string& origin, std::string* error);
+  base::Status parse(const std::string& text, const std::string& origin);
 
   // The item (id, subId), or null when the catalogue has none.
   const Item* find(uint16_t id, uint8_t subId) const;

@@ -8,7 +8,8 @@
 // The log exporter tests fail while the two differ.
 #include "hoststore/LogItemCatalog.h"
 namespace dmhost {
-const char kEmbeddedLogItemCatalog[] = R"log_items(# Log items of the meter, as the log exporter names them to the limit alarms.
+const char kEmbeddedLogItemCatalog[] =
+    R"log_items(# Log items of the meter, as the log exporter names them to the limit alarms.
 #
 # One item per line: ID SUBID NAME
 #   ID     item id, decimal 1..65534: the measured quantity (65535 marks an unused

@@ -2,30 +2,23 @@
 
 #include <string.h>
 
-#include "platform/datamap.h"
 #include "hoststore/HostDatamap.h"
+#include "platform/datamap.h"
 
 namespace dmhost {
 
 uint32_t storageSize(uint32_t type) {
   switch (type) {
     case DM_TYPE_SINT16:
-    case DM_TYPE_UINT16:
-      return 2;
+    case DM_TYPE_UINT16: return 2;
     case DM_TYPE_SINT32:
     case DM_TYPE_UINT32:
-    case DM_TYPE_FLT32:
-      return 4;
-    case DM_TYPE_STRING16:
-      return 16;
-    case DM_TYPE_STRING32:
-      return 32;
-    case DM_TYPE_STRING64:
-      return 64;
-    case DM_TYPE_TS12:
-      return 12;
-    case DM_TYPE_BOOLEAN:
-      return 1;
+    case DM_TYPE_FLT32: return 4;
+    case DM_TYPE_STRING16: return 16;
+    case DM_TYPE_STRING32: return 32;
+    case DM_TYPE_STRING64: return 64;
+    case DM_TYPE_TS12: return 12;
+    case DM_TYPE_BOOLEAN: return 1;
     default:  // 64-bit integers, ts8, flt64, the flt64 aliases and codes without a reader
       return 8;
   }

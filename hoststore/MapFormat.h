@@ -34,8 +34,8 @@ namespace dmhost {
 constexpr char kMapMagic[8] = {'L', 'D', 'U', 'D', 'M', 'A', 'P', '\0'};
 constexpr uint32_t kMapFormatVersion = 1;
 constexpr uint32_t kByteOrderMark = 0x01020304u;
-constexpr size_t kKeyCapacity = 128;    // key text including its NUL
-constexpr size_t kValueCapacity = 64;   // largest value (string64)
+constexpr size_t kKeyCapacity = 128;   // key text including its NUL
+constexpr size_t kValueCapacity = 64;  // largest value (string64)
 constexpr uint32_t kMaxKeys = 1u << 20;
 constexpr int kBlockNumbers[4] = {1, 2, 18, 19};
 constexpr size_t kBlockAlign = 4096;
@@ -60,10 +60,10 @@ static_assert(sizeof(MapHeader) == 64, "header layout");
 static_assert(offsetof(MapHeader, superseded) == 52, "superseded mark position");
 
 struct MapRecord {
-  uint32_t seq;       // sequence counter: odd while a writer is inside
-  int32_t failCode;   // injected read failure, 0 = none
-  uint32_t type;      // type code as dm_get_info reports it
-  uint32_t size;      // storage size in bytes (<= kValueCapacity)
+  uint32_t seq;      // sequence counter: odd while a writer is inside
+  int32_t failCode;  // injected read failure, 0 = none
+  uint32_t type;     // type code as dm_get_info reports it
+  uint32_t size;     // storage size in bytes (<= kValueCapacity)
   uint32_t reserved[4];
   uint32_t value[kValueCapacity / 4];  // accessed word by word, atomically
   char key[kKeyCapacity];
@@ -96,9 +96,7 @@ class MapView {
 
   uint32_t keyCount() const { return keyCount_; }
   // Record by index; null when the index names no key.
-  MapRecord* record(uint32_t index) const {
-    return index < keyCount_ ? records_ + index : nullptr;
-  }
+  MapRecord* record(uint32_t index) const { return index < keyCount_ ? records_ + index : nullptr; }
   // Type code of the key at index as validated at attach; 0 when none.
   uint32_t type(uint32_t index) const {
     return index < keyCount_ ? entries_[index].load(std::memory_order_relaxed) & kTypeMask : 0;

@@ -18,14 +18,15 @@ uint32_t coarseNowMs() {
 
 MapHandle::~MapHandle() { delete current_.load(std::memory_order_relaxed); }
 
-bool MapHandle::open(const std::string& path, std::string* error) {
+base::Status MapHandle::open(const std::string& path) {
   std::unique_ptr<MappedMap> map(new MappedMap);
-  if (!map->open(path, MappedMap::kReadWriteOrPrivate, error)) return false;
+  base::Status opened = map->open(path, MappedMap::kReadWriteOrPrivate);
+  if (!opened.ok()) return opened;
   path_ = path;
   lastAttemptMs_.store(coarseNowMs() - kRetryMs, std::memory_order_relaxed);
   window_.show(*map);
   current_.store(map.release(), std::memory_order_release);
-  return true;
+  return base::Status::Ok();
 }
 
 unsigned char* MapHandle::block(int number) {
@@ -58,8 +59,7 @@ std::unique_ptr<MappedMap> MapHandle::openReplacement(const MappedMap& latest) {
   if (stat(path_.c_str(), &st) != 0) return nullptr;
   if (latest.sameFile(st.st_dev, st.st_ino) && !latest.broken()) return nullptr;
   std::unique_ptr<MappedMap> fresh(new MappedMap);
-  std::string ignored;
-  if (!fresh->open(path_, MappedMap::kReadWriteOrPrivate, &ignored)) return nullptr;
+  if (!fresh->open(path_, MappedMap::kReadWriteOrPrivate).ok()) return nullptr;
   return fresh;
 }
 

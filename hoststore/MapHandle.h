@@ -42,7 +42,7 @@ class MapHandle {
   MapHandle& operator=(const MapHandle&) = delete;
 
   // Opens the map at path (read-write, else a private mapping).
-  bool open(const std::string& path, std::string* error);
+  base::Status open(const std::string& path);
 
   // The map to read; follows a replacement first when the current one is stale.
   // Never null after a successful open. Cheap when nothing changed: one atomic
@@ -70,8 +70,8 @@ class MapHandle {
   // Coarse milliseconds (wrapping) of the last following attempt; a 32-bit
   // word because 32-bit targets have no lock-free 64-bit atomics.
   std::atomic<uint32_t> lastAttemptMs_{0};
-  std::mutex mutex_;                 // serialises following
-  std::vector<Retired> retired_;     // guarded by mutex_
+  std::mutex mutex_;              // serialises following
+  std::vector<Retired> retired_;  // guarded by mutex_
   BlockWindow window_;
 };
 

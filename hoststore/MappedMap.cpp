@@ -27,48 +27,44 @@ int openForAccess(const std::string& path, MappedMap::Access access, bool* writa
 
 MappedMap::~MappedMap() { close(); }
 
-bool MappedMap::open(const std::string& path, Access access, std::string* error) {
+base::Status MappedMap::open(const std::string& path, Access access) {
   close();
   bool writable = false;
   int fd = openForAccess(path, access, &writable);
-  if (fd < 0) {
-    *error = path + ": " + strerror(errno);
-    return false;
-  }
+  if (fd < 0) return base::Status::Error("", path, errno);  // "PATH: strerror"
+
   struct stat st;
   if (fstat(fd, &st) != 0 || !S_ISREG(st.st_mode) ||
       static_cast<size_t>(st.st_size) < sizeof(MapHeader)) {
     ::close(fd);
-    *error = path + ": not a valid datamap file";
-    return false;
+    return base::Status::Error(path, "not a valid datamap file");
   }
   size_t size = static_cast<size_t>(st.st_size);
-  void* base = mmap(nullptr, size, PROT_READ | PROT_WRITE, writable ? MAP_SHARED : MAP_PRIVATE,
-                    fd, 0);
-  if (base == MAP_FAILED) {
-    *error = path + ": cannot map: " + strerror(errno);
+  void* mapped =
+      mmap(nullptr, size, PROT_READ | PROT_WRITE, writable ? MAP_SHARED : MAP_PRIVATE, fd, 0);
+  if (mapped == MAP_FAILED) {
+    const int mapErrno = errno;
     ::close(fd);
-    return false;
+    return base::Status::Error(path, "cannot map", mapErrno);
   }
   // Guarded before the first access, so a truncation during validation is survived too.
   broken_.store(false, std::memory_order_relaxed);
-  guardSlot_ = MappingFaultGuard::add(base, size, &broken_);
-  if (!view_.attach(static_cast<unsigned char*>(base), size) || broken()) {
+  guardSlot_ = MappingFaultGuard::add(mapped, size, &broken_);
+  if (!view_.attach(static_cast<unsigned char*>(mapped), size) || broken()) {
     MappingFaultGuard::remove(guardSlot_);
     guardSlot_ = -1;
-    munmap(base, size);
+    munmap(mapped, size);
     ::close(fd);
     view_ = MapView();
-    *error = path + ": not a valid datamap file";
-    return false;
+    return base::Status::Error(path, "not a valid datamap file");
   }
-  base_ = static_cast<unsigned char*>(base);
+  base_ = static_cast<unsigned char*>(mapped);
   size_ = size;
   fd_ = fd;
   shared_ = writable;
   device_ = st.st_dev;
   inode_ = st.st_ino;
-  return true;
+  return base::Status::Ok();
 }
 
 void MappedMap::close() {

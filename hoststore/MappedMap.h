@@ -16,6 +16,7 @@
 #include <atomic>
 #include <string>
 
+#include "base/Status.h"
 #include "hoststore/MapFormat.h"
 
 namespace dmhost {
@@ -32,9 +33,9 @@ class MappedMap {
   MappedMap(const MappedMap&) = delete;
   MappedMap& operator=(const MappedMap&) = delete;
 
-  // False with *error set when the file is missing, not a regular file,
-  // unreadable or invalid. Never blocks (the file is opened non-blocking).
-  bool open(const std::string& path, Access access, std::string* error);
+  // Fails when the file is missing, not a regular file, unreadable or invalid.
+  // Never blocks (the file is opened non-blocking).
+  base::Status open(const std::string& path, Access access);
   void close();
   bool isOpen() const { return base_ != nullptr; }
   const MapView& view() const { return view_; }

@@ -33,10 +33,8 @@ bool NumericValue::isNumericType(uint32_t type) {
     case DM_TYPE_UINT64:
     case DM_TYPE_FLT32:
     case DM_TYPE_FLT64:
-    case DM_TYPE_BOOLEAN:
-      return true;
-    default:
-      return isFlt64Alias(type);
+    case DM_TYPE_BOOLEAN: return true;
+    default: return isFlt64Alias(type);
   }
 }
 

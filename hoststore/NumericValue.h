@@ -12,9 +12,9 @@
 
 #include <math.h>
 
-#include <cmath>
 #include <stdint.h>
 #include <string.h>
+#include <cmath>
 
 #include <limits>
 #include <type_traits>

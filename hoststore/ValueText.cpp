@@ -7,9 +7,9 @@
 #include <string.h>
 #include <strings.h>
 
-#include "platform/datamap.h"
 #include "hoststore/MapFormat.h"
 #include "hoststore/NumericValue.h"
+#include "platform/datamap.h"
 
 namespace dmhost {
 
@@ -90,76 +90,70 @@ std::string ValueText::typeName(uint32_t type) {
   return std::to_string(type);
 }
 
-bool ValueText::parse(uint32_t type, const std::string& text, unsigned char* storage,
-                      std::string* error) {
+base::Status ValueText::parse(uint32_t type, const std::string& text, unsigned char* storage) {
   memset(storage, 0, kValueCapacity);
-  if (isIntegerType(type)) return parseInteger(type, text, storage, error);
-  if (type == DM_TYPE_BOOLEAN) return parseBoolean(text, storage, error);
-  if (isTimestampType(type)) return parseTimestamp(text, storage, error);
+  if (isIntegerType(type)) return parseInteger(type, text, storage);
+  if (type == DM_TYPE_BOOLEAN) return parseBoolean(text, storage);
+  if (isTimestampType(type)) return parseTimestamp(text, storage);
   if (isStringType(type)) {
     parseString(type, text, storage);
-    return true;
+    return base::Status::Ok();
   }
-  return parseFloating(type, text, storage, error);
+  return parseFloating(type, text, storage);
 }
 
-bool ValueText::parseInteger(uint32_t type, const std::string& text, unsigned char* storage,
-                             std::string* error) {
+base::Status ValueText::parseInteger(uint32_t type, const std::string& text,
+                                     unsigned char* storage) {
   bool negative = !text.empty() && text[0] == '-';
   unsigned long long magnitude = 0;
   if (!parseMagnitude(text.c_str() + (negative ? 1 : 0), &magnitude)) {
-    *error = "not an integer (decimal or 0x-hex)";
-    return false;
+    return base::Status::Error("", "not an integer (decimal or 0x-hex)");
   }
   unsigned bits = storageSize(type) * 8;
   if (isSignedType(type)) {
     unsigned long long limit = 1ULL << (bits - 1);  // |min|; max is limit - 1
     if (negative ? magnitude > limit : magnitude >= limit) {
-      *error = "out of range for " + typeName(type);
-      return false;
+      return base::Status::Error("", "out of range for " + typeName(type));
     }
-    long long value = negative ? static_cast<long long>(0ULL - magnitude)
-                               : static_cast<long long>(magnitude);
-    return NumericValue::fromSigned(value).encode(type, storage);
+    long long value =
+        negative ? static_cast<long long>(0ULL - magnitude) : static_cast<long long>(magnitude);
+    if (NumericValue::fromSigned(value).encode(type, storage)) return base::Status::Ok();
+    return base::Status::Error("", "out of range for " + typeName(type));
   }
   unsigned long long max = bits == 64 ? ~0ULL : (1ULL << bits) - 1;
   if ((negative && magnitude != 0) || magnitude > max) {
-    *error = "out of range for " + typeName(type);
-    return false;
+    return base::Status::Error("", "out of range for " + typeName(type));
   }
-  return NumericValue::fromUnsigned(magnitude).encode(type, storage);
+  if (NumericValue::fromUnsigned(magnitude).encode(type, storage)) return base::Status::Ok();
+  return base::Status::Error("", "out of range for " + typeName(type));
 }
 
-bool ValueText::parseFloating(uint32_t type, const std::string& text, unsigned char* storage,
-                              std::string* error) {
+base::Status ValueText::parseFloating(uint32_t type, const std::string& text,
+                                      unsigned char* storage) {
   char* end = nullptr;
   double value = text.empty() || isspace(static_cast<unsigned char>(text[0]))
                      ? 0.0
                      : strtod(text.c_str(), &end);
   if (end == nullptr || end == text.c_str() || *end != '\0') {
-    *error = "not a number";
-    return false;
+    return base::Status::Error("", "not a number");
   }
   NumericValue number = NumericValue::fromDouble(value);
   if (!number.encode(type, storage)) memcpy(storage, &value, sizeof(value));  // no-reader codes
-  return true;
+  return base::Status::Ok();
 }
 
-bool ValueText::parseBoolean(const std::string& text, unsigned char* storage,
-                             std::string* error) {
+base::Status ValueText::parseBoolean(const std::string& text, unsigned char* storage) {
   if (text == "1" || strcasecmp(text.c_str(), "true") == 0) {
     storage[0] = 1;
   } else if (text == "0" || strcasecmp(text.c_str(), "false") == 0) {
     storage[0] = 0;
   } else {
-    *error = "not a boolean (0, 1, true or false)";
-    return false;
+    return base::Status::Error("", "not a boolean (0, 1, true or false)");
   }
-  return true;
+  return base::Status::Ok();
 }
 
-bool ValueText::parseTimestamp(const std::string& text, unsigned char* storage,
-                               std::string* error) {
+base::Status ValueText::parseTimestamp(const std::string& text, unsigned char* storage) {
   static const char kPattern[] = "DDDD-DD-DD DD:DD:DD";
   bool ok = text.size() == sizeof(kPattern) - 1;
   for (size_t i = 0; ok && i < text.size(); ++i) {
@@ -167,15 +161,14 @@ bool ValueText::parseTimestamp(const std::string& text, unsigned char* storage,
                             : text[i] == kPattern[i];
   }
   if (!ok) {
-    *error = "not a timestamp (CCYY-MM-DD hh:mm:ss)";
-    return false;
+    return base::Status::Error("", "not a timestamp (CCYY-MM-DD hh:mm:ss)");
   }
   static const size_t kFieldStart[7] = {0, 2, 5, 8, 11, 14, 17};
   for (size_t field = 0; field < 7; ++field) {
     size_t at = kFieldStart[field];
     storage[field] = static_cast<unsigned char>((text[at] - '0') * 10 + (text[at + 1] - '0'));
   }
-  return true;
+  return base::Status::Ok();
 }
 
 void ValueText::parseString(uint32_t type, const std::string& text, unsigned char* storage) {
@@ -186,7 +179,8 @@ void ValueText::parseString(uint32_t type, const std::string& text, unsigned cha
 
 std::string ValueText::format(uint32_t type, const unsigned char* storage) {
   if (isStringType(type)) {
-    return std::string(reinterpret_cast<const char*>(storage), strnlen(reinterpret_cast<const char*>(storage), storageSize(type)));
+    return std::string(reinterpret_cast<const char*>(storage),
+                       strnlen(reinterpret_cast<const char*>(storage), storageSize(type)));
   }
   if (isTimestampType(type)) {
     char text[48];
@@ -201,10 +195,8 @@ std::string ValueText::format(uint32_t type, const unsigned char* storage) {
     number = NumericValue::fromDouble(raw);
   }
   switch (number.kind()) {
-    case NumericValue::kSigned:
-      return std::to_string(number.as<long long>());
-    case NumericValue::kUnsigned:
-      return std::to_string(number.as<unsigned long long>());
+    case NumericValue::kSigned: return std::to_string(number.as<long long>());
+    case NumericValue::kUnsigned: return std::to_string(number.as<unsigned long long>());
     default:
       if (type == DM_TYPE_FLT32) return printFloating(number.as<double>(), 6, 9, true);
       return printFloating(number.as<double>(), 15, 17, false);

@@ -18,6 +18,8 @@
 
 #include <string>
 
+#include "base/Status.h"
+
 namespace dmhost {
 
 class ValueText {
@@ -28,19 +30,16 @@ class ValueText {
   static std::string typeName(uint32_t type);
 
   // Parses text for a key of type into storage (kValueCapacity bytes, zeroed
-  // first). False with *error (the reason, without the key) on bad text.
-  static bool parse(uint32_t type, const std::string& text, unsigned char* storage,
-                    std::string* error);
+  // first). On bad text the status's message is the reason, without the key.
+  static base::Status parse(uint32_t type, const std::string& text, unsigned char* storage);
   // Prints stored bytes of a key of type in the form parse() accepts.
   static std::string format(uint32_t type, const unsigned char* storage);
 
  private:
-  static bool parseInteger(uint32_t type, const std::string& text, unsigned char* storage,
-                           std::string* error);
-  static bool parseFloating(uint32_t type, const std::string& text, unsigned char* storage,
-                            std::string* error);
-  static bool parseBoolean(const std::string& text, unsigned char* storage, std::string* error);
-  static bool parseTimestamp(const std::string& text, unsigned char* storage, std::string* error);
+  static base::Status parseInteger(uint32_t type, const std::string& text, unsigned char* storage);
+  static base::Status parseFloating(uint32_t type, const std::string& text, unsigned char* storage);
+  static base::Status parseBoolean(const std::string& text, unsigned char* storage);
+  static base::Status parseTimestamp(const std::string& text, unsigned char* storage);
   static void parseString(uint32_t type, const std::string& text, unsigned char* storage);
 };
 

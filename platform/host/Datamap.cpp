@@ -9,6 +9,7 @@
 // Thread-safety: any number of threads may use one open handle at once.
 #include <string.h>
 
+#include <memory>
 #include <string>
 
 #include "platform/datamap.h"
@@ -111,13 +112,9 @@ extern "C" {
 int dm_open_map(DM_SYS_DATA_BLOK_USER* dm) {
   if (dm == nullptr) return DM_ERR_MAP;
   dm_close_map(dm);
-  MapHandle* handle = new MapHandle();
-  std::string error;
-  if (!handle->open(dmhost::mapPath(), &error)) {
-    delete handle;
-    return DM_ERR_MAP;
-  }
-  dm->impl = handle;
+  std::unique_ptr<MapHandle> handle(new MapHandle());
+  if (!handle->open(dmhost::mapPath()).ok()) return DM_ERR_MAP;
+  dm->impl = handle.release();  // owned by the handle until dm_close_map
   return 0;
 }
 

@@ -24,6 +24,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/Status.h"
 #include "hoststore/LogItemCatalog.h"
 
 static_assert(sizeof(LIMIT_ALARM_CONFIG_ITEM_INFO) == LIMIT_ALARM_RECORD_SIZE,
@@ -41,10 +42,9 @@ constexpr int kErrNoCatalog = -1;
 const dmhost::LogItemCatalog& embeddedCatalog() {
   static const dmhost::LogItemCatalog catalog = [] {
     dmhost::LogItemCatalog parsed;
-    std::string error;
-    if (!parsed.parse(dmhost::kEmbeddedLogItemCatalog, "embedded log_items.catalog", &error)) {
-      fprintf(stderr, "log item catalogue %s\n", error.c_str());
-    }
+    base::Status status =
+        parsed.parse(dmhost::kEmbeddedLogItemCatalog, "embedded log_items.catalog");
+    if (!status.ok()) fprintf(stderr, "log item catalogue %s\n", status.message().c_str());
     return parsed;
   }();
   return catalog;
@@ -64,11 +64,12 @@ FileCatalog& fileCatalog() {
 }
 
 // Reads the catalogue file whole into *text: a regular file of at most
-// kMaxFileSize bytes, opened without blocking. Null, or why it was refused.
-const char* readCatalogFile(const std::string& path, std::string* text) {
+// kMaxFileSize bytes, opened without blocking. Fails with the path as subject
+// and why it was refused as the step.
+base::Status readCatalogFile(const std::string& path, std::string* text) {
   const size_t maxSize = dmhost::LogItemCatalog::kMaxFileSize;
   int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return "cannot read the file";
+  if (fd < 0) return base::Status::Error(path, "cannot read the file");
   struct stat status;
   const char* refusal = nullptr;
   if (fstat(fd, &status) != 0) {
@@ -88,7 +89,7 @@ const char* readCatalogFile(const std::string& path, std::string* text) {
     if (text->size() > maxSize) refusal = "larger than 4194304 bytes";  // it grew
   }
   close(fd);
-  return refusal;
+  return refusal == nullptr ? base::Status::Ok() : base::Status::Error(path, refusal);
 }
 
 // Loads path into cache (caller holds the mutex); reports a failure once.
@@ -96,13 +97,10 @@ void loadFileCatalog(FileCatalog& cache, const std::string& path) {
   cache.path = path;
   cache.valid = false;
   std::string text;
-  if (const char* refusal = readCatalogFile(path, &text)) {
-    fprintf(stderr, "log item catalogue %s: %s\n", path.c_str(), refusal);
-    return;
-  }
-  std::string error;
-  if (!cache.catalog.parse(text, path, &error)) {
-    fprintf(stderr, "log item catalogue %s\n", error.c_str());
+  base::Status status = readCatalogFile(path, &text);
+  if (status.ok()) status = cache.catalog.parse(text, path);
+  if (!status.ok()) {
+    fprintf(stderr, "log item catalogue %s\n", status.message().c_str());
     return;
   }
   cache.valid = true;

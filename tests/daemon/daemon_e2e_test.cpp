@@ -22,6 +22,7 @@
 #include "hoststore/HostDatamap.h"
 #include "tests/daemon/shape_helpers.h"
 #include "tests/support/Process.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 using testsupport::ChildProcess;
@@ -148,10 +149,8 @@ class DaemonE2E : public ::testing::Test {
                  "<phasor interval=\"100\"/><polling interval=\"100\"/>\n");
   }
   void createMap(const std::string& catalog) {
-    std::string error;
-    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(mapPath(), catalog, "e2e catalogue",
-                                                           &error))
-        << error;
+    ASSERT_TRUE(testsupport::IsOk(
+        dmhost::HostDatamap::createFromCatalogText(mapPath(), catalog, "e2e catalogue")));
   }
 
   ProcessOptions options() const {

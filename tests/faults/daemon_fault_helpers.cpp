@@ -10,9 +10,10 @@
 #include <gtest/gtest.h>
 #include <nlohmann/json.hpp>
 
-#include "livedata/JsonDirectory.h"
 #include "hoststore/HostDatamap.h"
+#include "livedata/JsonDirectory.h"
 #include "tests/support/Process.h"
+#include "tests/support/StatusAssertions.h"
 
 namespace faulttest {
 
@@ -49,10 +50,8 @@ long envOr(const char* name, long fallback) {
 FaultDaemon::FaultDaemon(const std::string& webRoot)
     : webRoot_(webRoot.empty() ? dir_.file("web") : webRoot) {
   testsupport::makeDirs(jsonDir());
-  std::string error;
-  EXPECT_TRUE(dmhost::HostDatamap::createFromCatalogFile(
-      dir_.file("datamap"), testsupport::sourcePath("data/meter.catalog"), &error))
-      << error;
+  EXPECT_TRUE(testsupport::IsOk(dmhost::HostDatamap::createFromCatalogFile(
+      dir_.file("datamap"), testsupport::sourcePath("data/meter.catalog"))));
   testsupport::writeFile(settingsPath(), std::string(kSettingsFileSize, '\0'));
   writeRuntime(10);
 }

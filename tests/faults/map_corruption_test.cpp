@@ -15,10 +15,11 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/datamap.h"
 #include "hoststore/HostDatamap.h"
 #include "hoststore/MapFormat.h"
+#include "platform/datamap.h"
 #include "tests/faults/map_fault_helpers.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -106,14 +107,13 @@ TEST_F(MapCorruptionTest, PositiveFailureWordIsNoInjectedCode) {
 
 TEST_F(MapCorruptionTest, InjectedFailureGivesItsCodeAndValuesReturnOnceCleared) {
   dmhost::HostDatamap writer;
-  std::string error;
-  ASSERT_TRUE(writer.open(path_, &error)) << error;
-  ASSERT_TRUE(writer.setFail("reading.1sec.freq", -5, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer.open(path_)));
+  ASSERT_TRUE(testsupport::IsOk(writer.setFail("reading.1sec.freq", -5)));
   double value = -1;
   for (int i = 0; i < 3; ++i) EXPECT_EQ(-5, dm_read_flt64(&dm_, 0, &value, 0, nullptr));
   EXPECT_EQ(-1, value);
-  ASSERT_TRUE(writer.setFail("reading.1sec.freq", 0, &error)) << error;
-  ASSERT_TRUE(writer.setText("reading.1sec.freq", "59.5", &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer.setFail("reading.1sec.freq", 0)));
+  ASSERT_TRUE(testsupport::IsOk(writer.setText("reading.1sec.freq", "59.5")));
   EXPECT_EQ(0, dm_read_flt64(&dm_, 0, &value, 0, nullptr));
   EXPECT_DOUBLE_EQ(59.5, value);
 }
@@ -155,8 +155,7 @@ TEST_F(MapCorruptionTest, RandomFlipsWhileReadersRunNeverCrashOrHang) {
   std::uniform_int_distribution<size_t> anywhere(0, image.size() - 1);
   std::uniform_int_distribution<size_t> layout(0, 4095);  // header, records and hash table
   dmhost::HostDatamap writer;
-  std::string error;
-  ASSERT_TRUE(writer.open(path_, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer.open(path_)));
   unsigned char* base = writer.block(1) - (image.size() - 4 * dmhost::kBlockSize);
   for (long i = 0; i < flips; ++i) {
     size_t offset = (i % 4 == 0) ? anywhere(random) : layout(random);

@@ -24,10 +24,11 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/datamap.h"
 #include "hoststore/HostDatamap.h"
+#include "platform/datamap.h"
 #include "tests/faults/map_fault_helpers.h"
 #include "tests/support/Process.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 using testsupport::ChildProcess;
@@ -221,8 +222,7 @@ TEST_F(MapFaultE2e, RandomFlipsOfTheLiveMapKillNeitherDaemonNorSimulator) {
   ASSERT_NO_FATAL_FAILURE(startSimulator("50"));
   ASSERT_NO_FATAL_FAILURE(startDaemon());
   dmhost::HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(mapPath(), &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(map.open(mapPath())));
   struct stat st;
   ASSERT_EQ(0, stat(mapPath().c_str(), &st));
   unsigned char* base = map.block(1) - (static_cast<size_t>(st.st_size) - 4 * dmhost::kBlockSize);

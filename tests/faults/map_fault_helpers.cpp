@@ -9,6 +9,7 @@
 
 #include "hoststore/HostDatamap.h"
 #include "hoststore/MapFormat.h"
+#include "tests/support/StatusAssertions.h"
 
 namespace mapfault {
 
@@ -25,8 +26,8 @@ void OpenMapTest::TearDown() {
 }
 
 void OpenMapTest::create(const std::string& text) {
-  std::string error;
-  ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, text, "catalog", &error)) << error;
+  ASSERT_TRUE(
+      testsupport::IsOk(dmhost::HostDatamap::createFromCatalogText(path_, text, "catalog")));
 }
 
 void poke(const std::string& path, size_t offset, const void* data, size_t length) {

@@ -12,9 +12,10 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/datamap.h"
 #include "hoststore/HostDatamap.h"
+#include "platform/datamap.h"
 #include "tests/faults/map_fault_helpers.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -51,8 +52,7 @@ TEST_F(MapTruncateTest, ReadsOfATruncatedMapGiveMinusOneThenFollowTheReplacement
 
 TEST_F(MapTruncateTest, WriterSurvivesTruncationAndReportsIt) {
   dmhost::HostDatamap writer;
-  std::string error;
-  ASSERT_TRUE(writer.open(path_, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer.open(path_)));
   ASSERT_FALSE(writer.broken());
   ASSERT_EQ(0, truncate(path_.c_str(), 0));
   writer.setDouble(0, 3.0);

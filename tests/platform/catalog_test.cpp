@@ -3,8 +3,9 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/datamap.h"
 #include "hoststore/HostDatamap.h"
+#include "platform/datamap.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -15,15 +16,15 @@ using dmhost::KeyInfo;
 class CatalogTest : public ::testing::Test {
  protected:
   bool create(const std::string& text) {
-    error_.clear();
-    return HostDatamap::createFromCatalogText(path_, text, "cat.txt", &error_);
+    base::Status status = HostDatamap::createFromCatalogText(path_, text, "cat.txt");
+    error_ = status.ok() ? std::string() : status.message();
+    return status.ok();
   }
   std::string get(const std::string& key) {
     HostDatamap map;
-    std::string error;
-    EXPECT_TRUE(map.open(path_, &error)) << error;
+    EXPECT_TRUE(testsupport::IsOk(map.open(path_)));
     std::string value;
-    EXPECT_TRUE(map.getText(key, &value, &error)) << error;
+    EXPECT_TRUE(testsupport::IsOk(map.getText(key, &value)));
     return value;
   }
 
@@ -39,8 +40,7 @@ TEST_F(CatalogTest, EveryTypeNameAndCode) {
       "o 0\np 8\nq 16\nr 21\ns 22\nt 255\nu 7\nv 019\n"))
       << error_;
   HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(path_, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(map.open(path_)));
   const unsigned int types[] = {1, 2, 3, 4, 5, 6, 7, 17, 18, 19, 20, 23, 24, 25,
                                 0, 8, 16, 21, 22, 255, 7, 19};
   std::vector<KeyInfo> keys = map.list();
@@ -74,8 +74,7 @@ TEST_F(CatalogTest, CommentsAndBlankLinesAreIgnored) {
   ASSERT_TRUE(create("# heading\n\n   \n  # indented comment\nk uint32 0x10\n#last")) << error_;
   EXPECT_EQ("16", get("k"));
   HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(path_, &error));
+  ASSERT_TRUE(testsupport::IsOk(map.open(path_)));
   EXPECT_EQ(1u, map.list().size());
 }
 
@@ -150,32 +149,28 @@ TEST_F(CatalogTest, FailedCreateKeepsTheOldMap) {
 TEST_F(CatalogTest, CatalogFileErrorsUseItsPath) {
   std::string catalog = dir_.file("meter.catalog");
   testsupport::writeFile(catalog, "a flt64 1\nb bogus\n");
-  std::string error;
-  EXPECT_FALSE(HostDatamap::createFromCatalogFile(path_, catalog, &error));
-  EXPECT_EQ(catalog + ":2: unknown type \"bogus\" (a type name or a number 0..255)", error);
-  EXPECT_FALSE(HostDatamap::createFromCatalogFile(path_, dir_.file("none"), &error));
-  EXPECT_EQ(dir_.file("none") + ": No such file or directory", error);
+  EXPECT_EQ(catalog + ":2: unknown type \"bogus\" (a type name or a number 0..255)",
+            HostDatamap::createFromCatalogFile(path_, catalog).message());
+  EXPECT_EQ(dir_.file("none") + ": No such file or directory",
+            HostDatamap::createFromCatalogFile(path_, dir_.file("none")).message());
 }
 
 TEST_F(CatalogTest, SetTextRejectsBadValuesAndUnknownKeys) {
   ASSERT_TRUE(create("u uint16 5\ns string16 x\n")) << error_;
   HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(path_, &error));
-  EXPECT_FALSE(map.setText("u", "70000", &error));
-  EXPECT_EQ("bad value \"70000\" for key \"u\": out of range for uint16", error);
-  EXPECT_FALSE(map.setText("zz", "1", &error));
-  EXPECT_EQ("unknown key \"zz\"", error);
+  ASSERT_TRUE(testsupport::IsOk(map.open(path_)));
+  EXPECT_EQ("bad value \"70000\" for key \"u\": out of range for uint16",
+            map.setText("u", "70000").message());
+  EXPECT_EQ("unknown key \"zz\"", map.setText("zz", "1").message());
   EXPECT_EQ("5", get("u"));
-  EXPECT_TRUE(map.setText("s", "", &error));
+  EXPECT_TRUE(testsupport::IsOk(map.setText("s", "")));
   EXPECT_EQ("", get("s"));
 }
 
 TEST_F(CatalogTest, TypedSetters) {
   ASSERT_TRUE(create("u uint16\nb boolean\ns string16\nt ts8\nf flt32\nd flt64\n")) << error_;
   HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(path_, &error));
+  ASSERT_TRUE(testsupport::IsOk(map.open(path_)));
   KeyInfo u, b, s, t, f;
   ASSERT_TRUE(map.lookup("u", &u) && map.lookup("b", &b) && map.lookup("s", &s) &&
               map.lookup("t", &t) && map.lookup("f", &f));

@@ -10,8 +10,9 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/datamap.h"
 #include "hoststore/HostDatamap.h"
+#include "platform/datamap.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -44,10 +45,9 @@ class DatamapReadTest : public ::testing::Test {
  protected:
   void SetUp() override {
     path_ = dir_.file("datamap");
-    std::string error;
-    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, kCatalog, "catalog", &error))
-        << error;
-    ASSERT_TRUE(writer_.open(path_, &error)) << error;
+    ASSERT_TRUE(
+        testsupport::IsOk(dmhost::HostDatamap::createFromCatalogText(path_, kCatalog, "catalog")));
+    ASSERT_TRUE(testsupport::IsOk(writer_.open(path_)));
     setenv("DATAMAP_FILE", path_.c_str(), 1);
     ASSERT_EQ(0, dm_open_map(&dm_));
   }
@@ -263,25 +263,23 @@ TEST_F(DatamapReadTest, BadIndexIsMinus3) {
 }
 
 TEST_F(DatamapReadTest, InjectedCodesComeFirst) {
-  std::string error;
-  ASSERT_TRUE(writer_.setFail("f64", -77, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer_.setFail("f64", -77)));
   double d = 5.0;
   char text[64] = "keep";
   EXPECT_EQ(-77, dm_read_flt64(&dm_, index("f64"), &d, 0, nullptr));
   EXPECT_EQ(-77, dm_read_STRING(&dm_, index("f64"), text, 0, nullptr));
   EXPECT_EQ(5.0, d);
   EXPECT_STREQ("keep", text);
-  ASSERT_TRUE(writer_.setFail("f64", 0, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer_.setFail("f64", 0)));
   EXPECT_EQ(0, dm_read_flt64(&dm_, index("f64"), &d, 0, nullptr));
   EXPECT_EQ(-2.75, d);
-  EXPECT_FALSE(writer_.setFail("f64", 3, &error));
-  EXPECT_FALSE(writer_.setFail("nope", -1, &error));
+  EXPECT_FALSE(writer_.setFail("f64", 3).ok());
+  EXPECT_FALSE(writer_.setFail("nope", -1).ok());
 }
 
 TEST_F(DatamapReadTest, WritesAreSeenByReaders) {
-  std::string error;
-  ASSERT_TRUE(writer_.setText("f64", "230.25", &error)) << error;
-  ASSERT_TRUE(writer_.setText("str16", "a much longer text than sixteen", &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer_.setText("f64", "230.25")));
+  ASSERT_TRUE(testsupport::IsOk(writer_.setText("str16", "a much longer text than sixteen")));
   double d = 0;
   char text[16];
   EXPECT_EQ(0, dm_read_flt64(&dm_, index("f64"), &d, 0, nullptr));
@@ -306,16 +304,15 @@ TEST_F(DatamapReadTest, Blocks) {
   const unsigned char* bytes = static_cast<const unsigned char*>(b2);
   for (size_t i = 0; i < 131072; i += 997) ASSERT_EQ(0, bytes[i]);
   EXPECT_EQ(0, bytes[131071]);
-  std::string error;
-  ASSERT_TRUE(writer_.writeBlock(2, 59904, "\x12\x34", 2, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer_.writeBlock(2, 59904, "\x12\x34", 2)));
   EXPECT_EQ(0x12, bytes[59904]);
   EXPECT_EQ(0x34, bytes[59905]);
-  ASSERT_TRUE(writer_.writeBlock(19, 131070, "zz", 2, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer_.writeBlock(19, 131070, "zz", 2)));
   EXPECT_EQ('z', static_cast<const char*>(b19)[131071]);
-  EXPECT_FALSE(writer_.writeBlock(19, 131071, "zz", 2, &error));
-  EXPECT_FALSE(writer_.writeBlock(3, 0, "zz", 2, &error));
+  EXPECT_FALSE(writer_.writeBlock(19, 131071, "zz", 2).ok());
+  EXPECT_FALSE(writer_.writeBlock(3, 0, "zz", 2).ok());
   std::string out;
-  ASSERT_TRUE(writer_.readBlock(2, 59904, 2, &out, &error));
+  ASSERT_TRUE(testsupport::IsOk(writer_.readBlock(2, 59904, 2, &out)));
   EXPECT_EQ(std::string("\x12\x34"), out);
 
   void* keep = &size;

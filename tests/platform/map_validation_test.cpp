@@ -8,9 +8,10 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/datamap.h"
 #include "hoststore/HostDatamap.h"
 #include "hoststore/MapFormat.h"
+#include "platform/datamap.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -23,10 +24,8 @@ class MapValidationTest : public ::testing::Test {
   void SetUp() override {
     path_ = dir_.file("datamap");
     setenv("DATAMAP_FILE", path_.c_str(), 1);
-    std::string error;
-    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(
-        path_, "a flt64 1\nb uint16 2\nc string16 three\n", "catalog", &error))
-        << error;
+    ASSERT_TRUE(testsupport::IsOk(dmhost::HostDatamap::createFromCatalogText(
+        path_, "a flt64 1\nb uint16 2\nc string16 three\n", "catalog")));
     good_ = testsupport::readFile(path_);
   }
   void TearDown() override { unsetenv("DATAMAP_FILE"); }
@@ -138,8 +137,8 @@ TEST_F(MapValidationTest, ManyKeysAllFoundByHash) {
   for (int i = 0; i < kKeys; ++i) {
     catalog += "reading.many." + std::to_string(i) + " uint32 " + std::to_string(i * 3) + "\n";
   }
-  std::string error;
-  ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, catalog, "many", &error)) << error;
+  ASSERT_TRUE(
+      testsupport::IsOk(dmhost::HostDatamap::createFromCatalogText(path_, catalog, "many")));
   DM_SYS_DATA_BLOK_USER dm = {nullptr};
   ASSERT_EQ(0, dm_open_map(&dm));
   for (int i = 0; i < kKeys; ++i) {
@@ -157,8 +156,8 @@ TEST_F(MapValidationTest, ManyKeysAllFoundByHash) {
 }
 
 TEST_F(MapValidationTest, EmptyCatalogMakesAMapWithBlocksOnly) {
-  std::string error;
-  ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(path_, "# nothing\n", "c", &error));
+  ASSERT_TRUE(
+      testsupport::IsOk(dmhost::HostDatamap::createFromCatalogText(path_, "# nothing\n", "c")));
   DM_SYS_DATA_BLOK_USER dm = {nullptr};
   ASSERT_EQ(0, dm_open_map(&dm));
   unsigned int index = 0, size = 0, type = 0;

@@ -14,10 +14,11 @@
 
 #include <gtest/gtest.h>
 
-#include "platform/datamap.h"
 #include "hoststore/EntrySeqLock.h"
 #include "hoststore/HostDatamap.h"
 #include "hoststore/MappedMap.h"
+#include "platform/datamap.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -28,10 +29,8 @@ class SeqLockTest : public ::testing::Test {
  protected:
   void SetUp() override {
     path_ = dir_.file("datamap");
-    std::string error;
-    ASSERT_TRUE(dmhost::HostDatamap::createFromCatalogText(
-        path_, "text string64\nword uint64\nvalue flt64 1.5\nts ts12\n", "c", &error))
-        << error;
+    ASSERT_TRUE(testsupport::IsOk(dmhost::HostDatamap::createFromCatalogText(
+        path_, "text string64\nword uint64\nvalue flt64 1.5\nts ts12\n", "c")));
     setenv("DATAMAP_FILE", path_.c_str(), 1);
     ASSERT_EQ(0, dm_open_map(&dm_));
   }
@@ -54,8 +53,7 @@ class SeqLockTest : public ::testing::Test {
 void hammer(const std::string& path, unsigned seed, const std::atomic<bool>* stop,
             Clock::time_point until) {
   dmhost::HostDatamap map;
-  std::string error;
-  if (!map.open(path, &error)) return;
+  if (!map.open(path).ok()) return;
   dmhost::KeyInfo text, word;
   map.lookup("text", &text);
   map.lookup("word", &word);
@@ -115,8 +113,7 @@ TEST_F(SeqLockTest, DeadWriterGivesBusyInBoundedTimeAndIsTakenOver) {
   ASSERT_GE(child, 0);
   if (child == 0) {  // dies inside the entry of "value"
     dmhost::MappedMap map;
-    std::string error;
-    if (!map.open(path_, dmhost::MappedMap::kReadWrite, &error)) _exit(1);
+    if (!map.open(path_, dmhost::MappedMap::kReadWrite).ok()) _exit(1);
     dmhost::EntrySeqLock::abandonMidWrite(*map.view().record(map.view().find("value")));
     _exit(0);
   }
@@ -134,10 +131,9 @@ TEST_F(SeqLockTest, DeadWriterGivesBusyInBoundedTimeAndIsTakenOver) {
   EXPECT_EQ(0u, word);
 
   dmhost::HostDatamap writer;
-  std::string error;
-  ASSERT_TRUE(writer.open(path_, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(writer.open(path_)));
   start = Clock::now();
-  EXPECT_TRUE(writer.setText("value", "2.5", &error)) << error;
+  EXPECT_TRUE(testsupport::IsOk(writer.setText("value", "2.5")));
   EXPECT_LT(Clock::now() - start, std::chrono::seconds(2));
   EXPECT_EQ(0, dm_read_flt64(&dm_, index("value"), &value, 0, nullptr));
   EXPECT_EQ(2.5, value);
@@ -145,8 +141,8 @@ TEST_F(SeqLockTest, DeadWriterGivesBusyInBoundedTimeAndIsTakenOver) {
 
 TEST_F(SeqLockTest, ConcurrentWritersOfOneEntryStayWhole) {
   dmhost::HostDatamap a, b;
-  std::string error;
-  ASSERT_TRUE(a.open(path_, &error) && b.open(path_, &error));
+  ASSERT_TRUE(testsupport::IsOk(a.open(path_)));
+  ASSERT_TRUE(testsupport::IsOk(b.open(path_)));
   const auto until = Clock::now() + std::chrono::milliseconds(200);
   std::thread ta(hammer, path_, 3u, nullptr, until);
   std::thread tb(hammer, path_, 11u, nullptr, until);

@@ -10,6 +10,7 @@
 
 #include "hoststore/LogItemCatalog.h"
 #include "platform/logexporter.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
 
@@ -48,10 +49,9 @@ TEST_F(LogExporterTest, EmbeddedCatalogueEqualsTheDataFile) {
 
 TEST_F(LogExporterTest, ShippedCatalogueParses) {
   dmhost::LogItemCatalog catalog;
-  std::string error;
-  ASSERT_TRUE(catalog.parse(testsupport::readFile(testsupport::sourcePath("data/log_items.catalog")),
-                            "log_items.catalog", &error))
-      << error;
+  ASSERT_TRUE(testsupport::IsOk(
+      catalog.parse(testsupport::readFile(testsupport::sourcePath("data/log_items.catalog")),
+                    "log_items.catalog")));
   EXPECT_LE(50u, catalog.items().size());
 }
 
@@ -132,27 +132,24 @@ TEST(LogItemCatalogTest, RejectsBadLines) {
   };
   for (const Case& c : cases) {
     dmhost::LogItemCatalog catalog;
-    std::string error;
-    EXPECT_FALSE(catalog.parse(c.text, "t", &error)) << c.text;
-    EXPECT_EQ(c.error, error) << c.text;
+    EXPECT_EQ(c.error, catalog.parse(c.text, "t").message()) << c.text;
     EXPECT_TRUE(catalog.items().empty());
   }
 }
 
 TEST(LogItemCatalogTest, NamesUpToSeventyNineBytesKeepEveryByte) {
   dmhost::LogItemCatalog catalog;
-  std::string error;
   std::string longest(79, 'n');
-  ASSERT_TRUE(catalog.parse("3 2 " + longest + "\n4 1  two  blanks  ", "t", &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(catalog.parse("3 2 " + longest + "\n4 1  two  blanks  ", "t")));
   ASSERT_NE(nullptr, catalog.find(3, 2));
   EXPECT_EQ(longest, catalog.find(3, 2)->name);
   ASSERT_NE(nullptr, catalog.find(4, 1));
   EXPECT_EQ(" two  blanks  ", catalog.find(4, 1)->name);
   EXPECT_EQ(nullptr, catalog.find(3, 1));
-  EXPECT_FALSE(catalog.parse("3 2 " + longest + "n\n", "t", &error));
-  EXPECT_EQ("t:1: name longer than 79 bytes", error);
-  EXPECT_FALSE(catalog.parse(std::string("3 2 a\0b\n", 8), "t", &error));
-  EXPECT_EQ("t:1: name holds a NUL byte", error);
+  EXPECT_EQ("t:1: name longer than 79 bytes",
+            catalog.parse("3 2 " + longest + "n\n", "t").message());
+  EXPECT_EQ("t:1: name holds a NUL byte",
+            catalog.parse(std::string("3 2 a\0b\n", 8), "t").message());
 }
 
 // Limit records: the name at names + 80 * i goes to byte 24, nothing else moves.

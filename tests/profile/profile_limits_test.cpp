@@ -12,6 +12,7 @@
 #include "profile/ProfileLabel.h"
 #include "tests/profile/profile_helpers.h"
 #include "tests/support/MapFixture.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
 
@@ -56,10 +57,8 @@ class ProfileLimitsTest : public ::testing::Test {
   }
   std::string nameSlot(int i) {
     std::string bytes;
-    std::string error;
-    EXPECT_TRUE(map_.writer().readBlock(19, profiletest::kLimitNames + 80 * static_cast<size_t>(i),
-                                        80, &bytes, &error))
-        << error;
+    EXPECT_TRUE(testsupport::IsOk(map_.writer().readBlock(
+        19, profiletest::kLimitNames + 80 * static_cast<size_t>(i), 80, &bytes)));
     return bytes;
   }
 

@@ -11,6 +11,7 @@
 #include "hoststore/HostDatamap.h"
 #include "tests/sim/sim_helpers.h"
 #include "tests/support/Process.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 using testsupport::ChildProcess;
@@ -59,8 +60,7 @@ TEST(MeterSimCli, StepsAdvanceTheClockByThePeriod) {
                 .exitCode,
             0);
   dmhost::HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(dir.file("default-map"), &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(map.open(dir.file("default-map"))));
   EXPECT_EQ(simtest::text(map, "reading.time.ltc"), "2024-07-01 00:00:30");
   EXPECT_EQ(simtest::text(map, "sys.ontime"), "2024-06-30 23:59:30");
 }
@@ -74,8 +74,7 @@ TEST(MeterSimCli, UsesTheInstalledCatalogueAndWritesTheSettingsFileOnce) {
   const std::string settings = dir.file("root/home/korvo.data/root/kv7720.kps");
   EXPECT_EQ(testsupport::readFile(settings).size(), 32784u);
   dmhost::HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(dir.file("default-map"), &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(map.open(dir.file("default-map"))));
   EXPECT_EQ(simtest::text(map, "dev.pt.pn.ratio"), "60");
   EXPECT_EQ(simtest::text(map, "dev.ct.abc.ratio"), "40");
   EXPECT_EQ(simtest::text(map, "sys.enumeration.hookup"), "2");
@@ -118,8 +117,7 @@ void expectCleanStopOn(int sig) {
                                    std::chrono::seconds(20)))
       << child.err();
   dmhost::HostDatamap map;
-  std::string error;
-  ASSERT_TRUE(map.open(dir.file("map"), &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(map.open(dir.file("map"))));
   const std::string first = simtest::text(map, "reading.1sec.energy.vahr.total.total.sec");
   EXPECT_TRUE(testsupport::waitFor(
       [&] { return simtest::text(map, "reading.1sec.energy.vahr.total.total.sec") != first; },

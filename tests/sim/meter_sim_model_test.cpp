@@ -19,6 +19,7 @@
 #include "hoststore/HostDatamap.h"
 #include "platform/meter_blocks.h"
 #include "tests/sim/sim_helpers.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 using simtest::number;
@@ -42,17 +43,14 @@ class SimulatorTest : public ::testing::Test {
 
   void start() {
     sim.reset(new MeterSimulator(options));
-    std::string error;
-    ASSERT_TRUE(sim->start(mapPath, testsupport::sourcePath("data/meter.catalog"),
-                           LimitSelection::choose("", &note), &error))
-        << error;
+    ASSERT_TRUE(testsupport::IsOk(sim->start(mapPath, testsupport::sourcePath("data/meter.catalog"),
+                                             LimitSelection::choose("", &note))));
     ASSERT_EQ(sim->publishProblems(), 0);
-    ASSERT_TRUE(reader.open(mapPath, &error)) << error;
+    ASSERT_TRUE(testsupport::IsOk(reader.open(mapPath)));
   }
 
   void advance(int steps) {
-    std::string error;
-    for (int i = 0; i < steps; ++i) ASSERT_TRUE(sim->advance(&error)) << error;
+    for (int i = 0; i < steps; ++i) ASSERT_TRUE(testsupport::IsOk(sim->advance()));
   }
 
   testsupport::TempDir dir;
@@ -454,8 +452,7 @@ TEST(SampleSettingsFile, WrittenOnceWithBlankPaddedLabels) {
   testsupport::TempDir dir;
   const std::string path = dir.file("home/korvo.data/root/kv7720.kps");
   bool created = false;
-  std::string error;
-  ASSERT_TRUE(SampleSettingsFile::writeIfMissing(path, &created, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(SampleSettingsFile::writeIfMissing(path, &created)));
   EXPECT_TRUE(created);
   std::string bytes = testsupport::readFile(path);
   ASSERT_EQ(bytes.size(), 32784u);
@@ -467,29 +464,38 @@ TEST(SampleSettingsFile, WrittenOnceWithBlankPaddedLabels) {
   EXPECT_EQ(bytes.substr(2488 + 48, 16), "Wh B + C        ");
   // An existing file is left alone.
   testsupport::writeFile(path, "mine");
-  ASSERT_TRUE(SampleSettingsFile::writeIfMissing(path, &created, &error)) << error;
+  ASSERT_TRUE(testsupport::IsOk(SampleSettingsFile::writeIfMissing(path, &created)));
   EXPECT_FALSE(created);
   EXPECT_EQ(testsupport::readFile(path), "mine");
 }
 
-SimParse parse(std::vector<std::string> words, SimOptions* options, std::string* error) {
+base::Status parse(std::vector<std::string> words, SimOptions* options) {
   words.insert(words.begin(), "meter-sim");
   std::vector<char*> argv;
   for (std::string& w : words) argv.push_back(&w[0]);
   argv.push_back(nullptr);
-  return parseSimOptions(static_cast<int>(words.size()), argv.data(), options, error);
+  return parseSimOptions(static_cast<int>(words.size()), argv.data(), options);
 }
 
 TEST(SimOptions, AcceptsEveryOption) {
   SimOptions o;
-  std::string error;
-  ASSERT_EQ(parse({"--hookup", "3", "--voltage", "277", "--frequency", "50", "--load", "2.5", "--pf",
-                   "-0.7", "--unbalance", "5", "--harmonics", "8", "--pt", "60", "--ct", "0x28",
-                   "--period", "250", "--seed", "99", "--steps", "4", "--start",
-                   "2024-05-06 07:08:09", "--map", "/tmp/x", "--catalog", "/tmp/c"},
-                  &o, &error),
-            SimParse::kRun)
-      << error;
+  ASSERT_TRUE(testsupport::IsOk(parse({"--hookup",    "3",
+                                       "--voltage",   "277",
+                                       "--frequency", "50",
+                                       "--load",      "2.5",
+                                       "--pf",        "-0.7",
+                                       "--unbalance", "5",
+                                       "--harmonics", "8",
+                                       "--pt",        "60",
+                                       "--ct",        "0x28",
+                                       "--period",    "250",
+                                       "--seed",      "99",
+                                       "--steps",     "4",
+                                       "--start",     "2024-05-06 07:08:09",
+                                       "--map",       "/tmp/x",
+                                       "--catalog",   "/tmp/c"},
+                                      &o)));
+  EXPECT_FALSE(o.help);
   EXPECT_EQ(o.hookup, 3u);
   EXPECT_EQ(o.voltage, 277.0);
   EXPECT_EQ(o.frequency, 50.0);
@@ -517,13 +523,13 @@ TEST(SimOptions, RejectsBadValues) {
       {"--harmonics", "nan"}};
   for (const auto& words : bad) {
     SimOptions o;
-    std::string error;
-    EXPECT_EQ(parse(words, &o, &error), SimParse::kError) << words[0];
-    EXPECT_FALSE(error.empty()) << words[0];
+    base::Status parsed = parse(words, &o);
+    EXPECT_FALSE(parsed.ok()) << words[0];
+    EXPECT_FALSE(parsed.message().empty()) << words[0];
   }
   SimOptions o;
-  std::string error;
-  EXPECT_EQ(parse({"--help"}, &o, &error), SimParse::kHelp);
+  EXPECT_TRUE(testsupport::IsOk(parse({"--help"}, &o)));
+  EXPECT_TRUE(o.help);
 }
 
 }  // namespace

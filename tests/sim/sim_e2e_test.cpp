@@ -16,10 +16,11 @@
 #include <thread>
 #include <vector>
 
-#include "livedata/JsonDirectory.h"
 #include "hoststore/HostDatamap.h"
+#include "livedata/JsonDirectory.h"
 #include "tests/sim/sim_helpers.h"
 #include "tests/support/Process.h"
+#include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
 using nlohmann::json;
@@ -151,8 +152,7 @@ class SimulatedMeter : public ::testing::Test {
 
   double mapValue(const std::string& key) {
     dmhost::HostDatamap map;
-    std::string error;
-    EXPECT_TRUE(map.open(dir.file("datamap"), &error)) << error;
+    EXPECT_TRUE(testsupport::IsOk(map.open(dir.file("datamap"))));
     return simtest::number(map, key);
   }
 

@@ -1,4 +1,5 @@
 #include "tests/sim/sim_helpers.h"
+#include "tests/support/StatusAssertions.h"
 
 #include <gtest/gtest.h>
 #include <stdlib.h>
@@ -8,8 +9,8 @@
 namespace simtest {
 
 std::string text(const dmhost::HostDatamap& map, const std::string& key) {
-  std::string value, error;
-  EXPECT_TRUE(map.getText(key, &value, &error)) << key << ": " << error;
+  std::string value;
+  EXPECT_TRUE(testsupport::IsOk(map.getText(key, &value))) << key;
   return value;
 }
 
@@ -22,16 +23,16 @@ double number(const dmhost::HostDatamap& map, const std::string& key) {
 }
 
 std::string blockBytes(const dmhost::HostDatamap& map, int block, size_t offset, size_t length) {
-  std::string bytes, error;
-  EXPECT_TRUE(map.readBlock(block, offset, length, &bytes, &error)) << error;
+  std::string bytes;
+  EXPECT_TRUE(testsupport::IsOk(map.readBlock(block, offset, length, &bytes)));
   return bytes;
 }
 
 std::string snapshot(const std::string& mapPath) {
   dmhost::HostDatamap map;
-  std::string error;
-  if (!map.open(mapPath, &error)) {
-    ADD_FAILURE() << "cannot open " << mapPath << ": " << error;
+  base::Status opened = map.open(mapPath);
+  if (!opened.ok()) {
+    ADD_FAILURE() << "cannot open " << opened.message();
     return "";
   }
   std::string all;

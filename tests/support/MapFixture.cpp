@@ -31,13 +31,14 @@ std::string catalogWithout(const std::string& catalog, std::initializer_list<con
   return out;
 }
 
+void throwIfFailed(const base::Status& status, const std::string& prefix) {
+  if (!status.ok()) throw std::runtime_error(prefix + status.message());
+}
+
 MapFixture::MapFixture(const std::string& catalogText) : mapPath_(dir_.file("datamap")) {
-  std::string error;
-  if (!dmhost::HostDatamap::createFromCatalogText(mapPath_, catalogText, "test catalogue",
-                                                  &error)) {
-    throw std::runtime_error("cannot create map: " + error);
-  }
-  if (!writer_.open(mapPath_, &error)) throw std::runtime_error("cannot open map: " + error);
+  throwIfFailed(dmhost::HostDatamap::createFromCatalogText(mapPath_, catalogText, "test catalogue"),
+                "cannot create map: ");
+  throwIfFailed(writer_.open(mapPath_), "cannot open map: ");
   setenv("DATAMAP_FILE", mapPath_.c_str(), 1);
   dm_close_map(&dm);
   if (dm_open_map(&dm) != 0) throw std::runtime_error("dm_open_map failed on " + mapPath_);
@@ -50,13 +51,11 @@ MapFixture::~MapFixture() {
 }
 
 void MapFixture::set(const std::string& key, const std::string& value) {
-  std::string error;
-  if (!writer_.setText(key, value, &error)) throw std::runtime_error(error);
+  throwIfFailed(writer_.setText(key, value));
 }
 
 void MapFixture::fail(const std::string& key, int code) {
-  std::string error;
-  if (!writer_.setFail(key, code, &error)) throw std::runtime_error(error);
+  throwIfFailed(writer_.setFail(key, code));
 }
 
 void MapFixture::writeBlock(int block, size_t offset, const std::string& bytes) {
@@ -64,8 +63,7 @@ void MapFixture::writeBlock(int block, size_t offset, const std::string& bytes) 
 }
 
 void MapFixture::writeBlock(int block, size_t offset, const void* data, size_t length) {
-  std::string error;
-  if (!writer_.writeBlock(block, offset, data, length, &error)) throw std::runtime_error(error);
+  throwIfFailed(writer_.writeBlock(block, offset, data, length));
 }
 
 }  // namespace testsupport

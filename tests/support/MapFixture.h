@@ -17,6 +17,9 @@ namespace testsupport {
 // std::runtime_error unless every named key had exactly one line.
 std::string catalogWithout(const std::string& catalog, std::initializer_list<const char*> keys);
 
+// Throws std::runtime_error with prefix and the status's message when it failed.
+void throwIfFailed(const base::Status& status, const std::string& prefix = "");
+
 class MapFixture {
  public:
   explicit MapFixture(const std::string& catalogText);

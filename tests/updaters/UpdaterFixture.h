@@ -80,13 +80,13 @@ class UpdaterFixture : public ::testing::Test {
   std::string start() { return start(catalog_); }
 
   // One getData and displayData as the updater's thread runs them; returns the
-  // document. With errors, what the cycle printed on standard error goes there.
-  std::string cycle(std::string* errors = nullptr) {
+  // document. With stderrText, what the cycle printed on standard error goes there.
+  std::string cycle(std::string* stderrText = nullptr) {
     std::unique_ptr<testsupport::StreamCapture> err;
-    if (errors != nullptr) err = std::make_unique<testsupport::StreamCapture>(2);
+    if (stderrText != nullptr) err = std::make_unique<testsupport::StreamCapture>(2);
     EXPECT_EQ(0, updater_->getData());
     EXPECT_EQ("", updater_->displayData());
-    if (errors != nullptr) *errors = err->finish();
+    if (stderrText != nullptr) *stderrText = err->finish();
     return testsupport::readFile(updater_->getJsonFile());
   }
 

@@ -38,7 +38,10 @@ bool readStdin(size_t limit, std::string* data) {
   return true;
 }
 
-bool writeAllStdout(const std::string& data) { return dmhost::writeAll(STDOUT_FILENO, data); }
+base::Status writeStdout(const std::string& data) {
+  if (dmhost::writeAll(STDOUT_FILENO, data)) return base::Status::Ok();
+  return base::Status::Error("", "cannot write to standard output");
+}
 
 }  // namespace
 
@@ -47,8 +50,7 @@ int DmTool::run(const std::vector<std::string>& args) {
   mapPath_ = dmhost::mapPath();
   if (next < args.size() && args[next] == "--map") {
     if (next + 1 >= args.size() || args[next + 1].empty()) {
-      error("--map needs a PATH");
-      return 1;
+      return report(failure("--map needs a PATH"));
     }
     mapPath_ = args[next + 1];
     next += 2;
@@ -62,125 +64,118 @@ int DmTool::run(const std::vector<std::string>& args) {
     return 1;
   }
   std::vector<std::string> rest(args.begin() + static_cast<long>(next) + 1, args.end());
-  return dispatch(args[next], rest) ? 0 : 1;
-}
-
-bool DmTool::dispatch(const std::string& command, const std::vector<std::string>& args) {
-  if (command == "create") return create(args);
-  if (command == "set") return set(args);
-  if (command == "get") return get(args);
-  if (command == "fail") return fail(args);
-  if (command == "write-block") return writeBlock(args);
-  if (command == "read-block") return readBlock(args);
-  if (command == "list") return list(args);
-  fprintf(stderr, "dmtool: unknown command \"%s\"\n", command.c_str());
+  for (const Command& command : kCommands) {
+    if (args[next] == command.name) return report((this->*command.run)(rest));
+  }
+  fprintf(stderr, "dmtool: unknown command \"%s\"\n", args[next].c_str());
   printUsage(stderr);
-  return false;
+  return 1;
 }
 
-bool DmTool::create(const std::vector<std::string>& args) {
-  if (args.size() != 1) return error("usage: create CATALOG");
-  std::string message;
-  if (!dmhost::HostDatamap::createFromCatalogFile(mapPath_, args[0], &message)) {
-    return error(message);
-  }
-  return true;
+int DmTool::report(const base::Status& status) {
+  if (status.ok()) return 0;
+  fprintf(stderr, "dmtool: %s\n", status.message().c_str());
+  return 1;
 }
 
-bool DmTool::set(const std::vector<std::string>& args) {
-  if (args.empty() || args.size() % 2 != 0) return error("usage: set KEY VALUE [KEY VALUE]...");
-  if (!openMap()) return false;
-  for (size_t i = 0; i < args.size(); i += 2) {
-    if (!checkPair(args[i], args[i + 1])) return false;
-  }
-  std::string message;
-  for (size_t i = 0; i < args.size(); i += 2) {
-    if (!map_.setText(args[i], args[i + 1], &message)) return error(message);
-  }
-  return true;
+const DmTool::Command DmTool::kCommands[7] = {{"create", &DmTool::create},
+                                              {"set", &DmTool::set},
+                                              {"get", &DmTool::get},
+                                              {"fail", &DmTool::fail},
+                                              {"write-block", &DmTool::writeBlock},
+                                              {"read-block", &DmTool::readBlock},
+                                              {"list", &DmTool::list}};
+
+base::Status DmTool::create(const std::vector<std::string>& args) {
+  if (args.size() != 1) return failure("usage: create CATALOG");
+  return dmhost::HostDatamap::createFromCatalogFile(mapPath_, args[0]);
 }
 
-bool DmTool::get(const std::vector<std::string>& args) {
-  if (args.size() != 1) return error("usage: get KEY");
-  if (!openMap()) return false;
+base::Status DmTool::set(const std::vector<std::string>& args) {
+  if (args.empty() || args.size() % 2 != 0) return failure("usage: set KEY VALUE [KEY VALUE]...");
+  base::Status status = map_.open(mapPath_);
+  for (size_t i = 0; status.ok() && i < args.size(); i += 2) {
+    status = checkPair(args[i], args[i + 1]);
+  }
+  for (size_t i = 0; status.ok() && i < args.size(); i += 2) {
+    status = map_.setText(args[i], args[i + 1]);
+  }
+  return status;
+}
+
+base::Status DmTool::get(const std::vector<std::string>& args) {
+  if (args.size() != 1) return failure("usage: get KEY");
   std::string value;
-  std::string message;
-  if (!map_.getText(args[0], &value, &message)) return error(message);
-  value += '\n';
-  return writeAllStdout(value) || error("cannot write to standard output");
+  base::Status status = map_.open(mapPath_);
+  if (status.ok()) status = map_.getText(args[0], &value);
+  return status.ok() ? writeStdout(value + '\n') : status;
 }
 
-bool DmTool::fail(const std::vector<std::string>& args) {
-  if (args.size() != 2) return error("usage: fail KEY CODE");
+base::Status DmTool::fail(const std::vector<std::string>& args) {
+  if (args.size() != 2) return failure("usage: fail KEY CODE");
   const std::string& text = args[1];
   char* end = nullptr;
   errno = 0;
   long code = strtol(text.c_str(), &end, 10);
   bool numeric = !text.empty() && (isdigit(static_cast<unsigned char>(text[0])) || text[0] == '-');
   if (!numeric || *end != '\0' || errno != 0 || code < -2147483647L - 1 || code > 0) {
-    return error("bad CODE \"" + text + "\": a negative number, or 0 to clear");
+    return failure("bad CODE \"" + text + "\": a negative number, or 0 to clear");
   }
-  if (!openMap()) return false;
-  std::string message;
-  return map_.setFail(args[0], static_cast<int>(code), &message) || error(message);
+  base::Status status = map_.open(mapPath_);
+  return status.ok() ? map_.setFail(args[0], static_cast<int>(code)) : status;
 }
 
-bool DmTool::writeBlock(const std::vector<std::string>& args) {
-  if (args.size() != 2) return error("usage: write-block BLOCK OFFSET");
+base::Status DmTool::writeBlock(const std::vector<std::string>& args) {
+  if (args.size() != 2) return failure("usage: write-block BLOCK OFFSET");
   int block = 0;
   size_t offset = 0;
-  if (!parseBlock(args[0], &block) || !parseSize("OFFSET", args[1], &offset)) return false;
-  if (!openMap()) return false;
+  base::Status status = parseBlock(args[0], &block);
+  if (status.ok()) status = parseSize("OFFSET", args[1], &offset);
+  if (status.ok()) status = map_.open(mapPath_);
+  if (!status.ok()) return status;
   std::string data;
-  if (!readStdin(dmhost::kBlockSize + 1, &data)) return error("cannot read standard input");
-  std::string message;
-  return map_.writeBlock(block, offset, data.data(), data.size(), &message) || error(message);
+  if (!readStdin(dmhost::kBlockSize + 1, &data)) return failure("cannot read standard input");
+  return map_.writeBlock(block, offset, data.data(), data.size());
 }
 
-bool DmTool::readBlock(const std::vector<std::string>& args) {
-  if (args.size() != 3) return error("usage: read-block BLOCK OFFSET LENGTH");
+base::Status DmTool::readBlock(const std::vector<std::string>& args) {
+  if (args.size() != 3) return failure("usage: read-block BLOCK OFFSET LENGTH");
   int block = 0;
   size_t offset = 0;
   size_t length = 0;
-  if (!parseBlock(args[0], &block) || !parseSize("OFFSET", args[1], &offset) ||
-      !parseSize("LENGTH", args[2], &length)) {
-    return false;
-  }
-  if (!openMap()) return false;
+  base::Status status = parseBlock(args[0], &block);
+  if (status.ok()) status = parseSize("OFFSET", args[1], &offset);
+  if (status.ok()) status = parseSize("LENGTH", args[2], &length);
+  if (status.ok()) status = map_.open(mapPath_);
   std::string data;
-  std::string message;
-  if (!map_.readBlock(block, offset, length, &data, &message)) return error(message);
-  return writeAllStdout(data) || error("cannot write to standard output");
+  if (status.ok()) status = map_.readBlock(block, offset, length, &data);
+  return status.ok() ? writeStdout(data) : status;
 }
 
-bool DmTool::list(const std::vector<std::string>& args) {
-  if (!args.empty()) return error("usage: list");
-  if (!openMap()) return false;
+base::Status DmTool::list(const std::vector<std::string>& args) {
+  if (!args.empty()) return failure("usage: list");
+  base::Status status = map_.open(mapPath_);
+  if (!status.ok()) return status;
   std::string text;
   for (const dmhost::KeyInfo& key : map_.list()) {
     text += std::to_string(key.index) + " " + std::to_string(key.type) + " " + key.key + "\n";
   }
-  return writeAllStdout(text) || error("cannot write to standard output");
+  return writeStdout(text);
 }
 
-bool DmTool::openMap() {
-  std::string message;
-  return map_.open(mapPath_, &message) || error(message);
-}
-
-bool DmTool::checkPair(const std::string& key, const std::string& value) {
+base::Status DmTool::checkPair(const std::string& key, const std::string& value) {
   dmhost::KeyInfo info;
-  if (!map_.lookup(key, &info)) return error("unknown key \"" + key + "\"");
+  if (!map_.lookup(key, &info)) return failure("unknown key \"" + key + "\"");
   unsigned char storage[dmhost::kValueCapacity];
-  std::string reason;
-  if (!dmhost::ValueText::parse(info.type, value, storage, &reason)) {
-    return error("bad value \"" + value + "\" for key \"" + key + "\": " + reason);
+  base::Status parsed = dmhost::ValueText::parse(info.type, value, storage);
+  if (!parsed.ok()) {
+    return failure("bad value \"" + value + "\" for key \"" + key + "\": " + parsed.message());
   }
-  return true;
+  return base::Status::Ok();
 }
 
 // Decimal or 0x-hex, not negative.
-bool DmTool::parseSize(const std::string& what, const std::string& text, size_t* value) {
+base::Status DmTool::parseSize(const std::string& what, const std::string& text, size_t* value) {
   bool hex = text.size() > 2 && text[0] == '0' && (text[1] == 'x' || text[1] == 'X');
   const char* digits = text.c_str() + (hex ? 2 : 0);
   bool ok = hex ? isxdigit(static_cast<unsigned char>(*digits)) != 0
@@ -189,23 +184,22 @@ bool DmTool::parseSize(const std::string& what, const std::string& text, size_t*
   errno = 0;
   unsigned long long parsed = ok ? strtoull(digits, &end, hex ? 16 : 10) : 0;
   if (!ok || *end != '\0' || errno != 0 || parsed > static_cast<size_t>(-1)) {
-    return error("bad " + what + " \"" + text + "\": a decimal or 0x-hex number");
+    return failure("bad " + what + " \"" + text + "\": a decimal or 0x-hex number");
   }
   *value = static_cast<size_t>(parsed);
-  return true;
+  return base::Status::Ok();
 }
 
-bool DmTool::parseBlock(const std::string& text, int* block) {
+base::Status DmTool::parseBlock(const std::string& text, int* block) {
   if (text == "1" || text == "2" || text == "18" || text == "19") {
     *block = atoi(text.c_str());
-    return true;
+    return base::Status::Ok();
   }
-  return error("bad BLOCK \"" + text + "\": 1, 2, 18 or 19");
+  return failure("bad BLOCK \"" + text + "\": 1, 2, 18 or 19");
 }
 
-bool DmTool::error(const std::string& message) {
-  fprintf(stderr, "dmtool: %s\n", message.c_str());
-  return false;
+base::Status DmTool::failure(const std::string& message) {
+  return base::Status::Error("", message);
 }
 
 void DmTool::printUsage(FILE* stream) { fputs(kUsage, stream); }

@@ -20,6 +20,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Status.h"
 #include "hoststore/HostDatamap.h"
 
 class DmTool {
@@ -28,20 +29,27 @@ class DmTool {
   int run(const std::vector<std::string>& args);
 
  private:
-  bool dispatch(const std::string& command, const std::vector<std::string>& args);
-  bool create(const std::vector<std::string>& args);
-  bool set(const std::vector<std::string>& args);
-  bool get(const std::vector<std::string>& args);
-  bool fail(const std::vector<std::string>& args);
-  bool writeBlock(const std::vector<std::string>& args);
-  bool readBlock(const std::vector<std::string>& args);
-  bool list(const std::vector<std::string>& args);
+  // Each command fails with the message of its one error line.
+  struct Command {
+    const char* name;
+    base::Status (DmTool::*run)(const std::vector<std::string>& args);
+  };
+  static const Command kCommands[7];
 
-  bool openMap();
-  bool checkPair(const std::string& key, const std::string& value);
-  bool parseSize(const std::string& what, const std::string& text, size_t* value);
-  bool parseBlock(const std::string& text, int* block);
-  bool error(const std::string& message);
+  base::Status create(const std::vector<std::string>& args);
+  base::Status set(const std::vector<std::string>& args);
+  base::Status get(const std::vector<std::string>& args);
+  base::Status fail(const std::vector<std::string>& args);
+  base::Status writeBlock(const std::vector<std::string>& args);
+  base::Status readBlock(const std::vector<std::string>& args);
+  base::Status list(const std::vector<std::string>& args);
+
+  base::Status checkPair(const std::string& key, const std::string& value);
+  base::Status parseSize(const std::string& what, const std::string& text, size_t* value);
+  base::Status parseBlock(const std::string& text, int* block);
+  static base::Status failure(const std::string& message);
+  // The exit status of a command's result; prints the error line of a failure.
+  static int report(const base::Status& status);
   static void printUsage(FILE* stream);
 
   std::string mapPath_;

@@ -57,7 +57,7 @@ void JsonTemplateCommand::printUsage(const char* program) {
           program);
 }
 
-bool JsonTemplateCommand::parseArguments(int argc, char** argv, std::string* error) {
+base::Status JsonTemplateCommand::parseArguments(int argc, char** argv) {
   for (int i = 1; i < argc; ++i) {
     std::string arg = argv[i];
     std::string value;
@@ -74,8 +74,7 @@ bool JsonTemplateCommand::parseArguments(int argc, char** argv, std::string* err
         arg == "--map" || arg == "--cycles" || arg == "--interval" || arg == "--var";
     if (takesValue && !hasInlineValue) {
       if (i + 1 >= argc) {
-        *error = "option " + arg + " needs a value";
-        return false;
+        return base::Status::Error("", "option " + arg + " needs a value");
       }
       value = argv[++i];
     }
@@ -84,65 +83,59 @@ bool JsonTemplateCommand::parseArguments(int argc, char** argv, std::string* err
       mapGiven_ = true;
     } else if (arg == "--cycles") {
       if (!parseCount(value, 1000000000LL, &cycles_)) {
-        *error = "bad --cycles value \"" + value + "\"";
-        return false;
+        return base::Status::Error("", "bad --cycles value \"" + value + "\"");
       }
     } else if (arg == "--interval") {
       long long ms = 0;
       if (!parseCount(value, kMaxIntervalMs, &ms)) {
-        *error = "bad --interval value \"" + value + "\"";
-        return false;
+        return base::Status::Error("", "bad --interval value \"" + value + "\"");
       }
       intervalMs_ = static_cast<int>(ms);
     } else if (arg == "--step" && !hasInlineValue) {
       step_ = true;
     } else if (arg == "--var") {
-      if (!parseVariable(value, error)) return false;
+      base::Status parsed = parseVariable(value);
+      if (!parsed.ok()) return parsed;
     } else if (arg.size() > 1 && arg[0] == '-') {
-      *error = "unknown option " + std::string(argv[i]);
-      return false;
+      return base::Status::Error("", "unknown option " + std::string(argv[i]));
     } else if (templatePath_.empty() && !arg.empty()) {
       templatePath_ = arg;
     } else {
-      *error = "exactly one TEMPLATE is expected";
-      return false;
+      return base::Status::Error("", "exactly one TEMPLATE is expected");
     }
   }
   if (templatePath_.empty()) {
-    *error = "no TEMPLATE given";
-    return false;
+    return base::Status::Error("", "no TEMPLATE given");
   }
-  return true;
+  return base::Status::Ok();
 }
 
-bool JsonTemplateCommand::parseVariable(const std::string& argument, std::string* error) {
+base::Status JsonTemplateCommand::parseVariable(const std::string& argument) {
   const size_t equals = argument.find('=');
   const size_t colon = equals == std::string::npos ? std::string::npos : argument.find(':', equals + 1);
   if (equals == std::string::npos || colon == std::string::npos || equals == 0) {
-    *error = "bad --var \"" + argument + "\" (NAME=CODE:VALUE expected)";
-    return false;
+    return base::Status::Error("", "bad --var \"" + argument + "\" (NAME=CODE:VALUE expected)");
   }
   std::unique_ptr<Variable> var(new Variable);
   var->name = argument.substr(0, equals);
   long long code = 0;
   if (!parseCount(argument.substr(equals + 1, colon - equals - 1), 255, &code)) {
-    *error = "bad --var \"" + argument + "\" (CODE must be a type code 0..255)";
-    return false;
+    return base::Status::Error("",
+                               "bad --var \"" + argument + "\" (CODE must be a type code 0..255)");
   }
   var->code = static_cast<int>(code);
   const std::string value = argument.substr(colon + 1);
   if (isBinaryCode(var->code)) {
-    std::string reason;
-    if (!dmhost::ValueText::parse(static_cast<uint32_t>(var->code), value, var->storage,
-                                  &reason)) {
-      *error = "bad --var \"" + argument + "\": " + reason;
-      return false;
+    base::Status parsed =
+        dmhost::ValueText::parse(static_cast<uint32_t>(var->code), value, var->storage);
+    if (!parsed.ok()) {
+      return base::Status::Error("", "bad --var \"" + argument + "\": " + parsed.message());
     }
   } else {
     var->text = value;  // strings as given; other codes format as nothing
   }
   variables_.push_back(std::move(var));
-  return true;
+  return base::Status::Ok();
 }
 
 bool JsonTemplateCommand::openDatamap() {

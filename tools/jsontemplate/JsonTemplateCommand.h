@@ -16,6 +16,7 @@
 #include <string>
 #include <vector>
 
+#include "base/Status.h"
 #include "jsontemplate/JsonTemplateInternalVariable.h"
 
 class JsonTemplateCommand {
@@ -25,8 +26,8 @@ class JsonTemplateCommand {
   JsonTemplateCommand(const JsonTemplateCommand&) = delete;
   JsonTemplateCommand& operator=(const JsonTemplateCommand&) = delete;
 
-  // Parses the command line; false (with *error set) on bad arguments.
-  bool parseArguments(int argc, char** argv, std::string* error);
+  // Parses the command line; fails on bad arguments.
+  base::Status parseArguments(int argc, char** argv);
   // Runs the cycles; returns the exit status.
   int run();
 
@@ -41,7 +42,7 @@ class JsonTemplateCommand {
     std::string text;  // string codes (and codes without a formatter)
   };
 
-  bool parseVariable(const std::string& argument, std::string* error);
+  base::Status parseVariable(const std::string& argument);
   bool openDatamap();
   bool waitForStep();
 

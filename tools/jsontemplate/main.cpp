@@ -7,9 +7,9 @@
 
 int main(int argc, char** argv) {
   JsonTemplateCommand command;
-  std::string error;
-  if (!command.parseArguments(argc, argv, &error)) {
-    fprintf(stderr, "jsontemplate: %s\n", error.c_str());
+  base::Status parsed = command.parseArguments(argc, argv);
+  if (!parsed.ok()) {
+    fprintf(stderr, "jsontemplate: %s\n", parsed.message().c_str());
     JsonTemplateCommand::printUsage("jsontemplate");
     return 2;
   }

@@ -6,18 +6,18 @@
 #include "platform/host/InputFile.h"
 #include "hoststore/LogItemCatalog.h"
 
-std::vector<MeterBlocks::Limit> LimitSelection::fromCatalogText(const std::string& text,
-                                                                const std::string& origin,
-                                                                std::string* error) {
-  std::vector<MeterBlocks::Limit> limits;
+base::Status LimitSelection::fromCatalogText(const std::string& text, const std::string& origin,
+                                             std::vector<MeterBlocks::Limit>* limits) {
+  limits->clear();
   dmhost::LogItemCatalog catalog;
-  if (!catalog.parse(text, origin, error)) return limits;
+  base::Status parsed = catalog.parse(text, origin);
+  if (!parsed.ok()) return parsed;
   for (const dmhost::LogItemCatalog::Item& item : catalog.items()) {
-    if (static_cast<int>(limits.size()) == kEnabledLimits) break;
-    if (!limits.empty() && limits.back().id == item.id) continue;
-    limits.push_back({item.id, item.subId, item.name});
+    if (static_cast<int>(limits->size()) == kEnabledLimits) break;
+    if (!limits->empty() && limits->back().id == item.id) continue;
+    limits->push_back({item.id, item.subId, item.name});
   }
-  return limits;
+  return base::Status::Ok();
 }
 
 std::vector<MeterBlocks::Limit> LimitSelection::fallback() {
@@ -43,11 +43,11 @@ std::vector<MeterBlocks::Limit> LimitSelection::choose(const std::string& path, 
       return fallback();
     }
   }
-  std::string error;
-  std::vector<MeterBlocks::Limit> limits = fromCatalogText(text, origin, &error);
+  std::vector<MeterBlocks::Limit> limits;
+  base::Status parsed = fromCatalogText(text, origin, &limits);
   if (limits.empty()) {
-    *note = (error.empty() ? origin + " names no items" : error) + "; limits use items 1.." +
-            std::to_string(kEnabledLimits);
+    *note = (parsed.ok() ? origin + " names no items" : parsed.message()) +
+            "; limits use items 1.." + std::to_string(kEnabledLimits);
     return fallback();
   }
   return limits;

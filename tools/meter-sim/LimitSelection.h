@@ -17,10 +17,10 @@ class LimitSelection {
   // *note receives a line to show when the fallback was used.
   static std::vector<MeterBlocks::Limit> choose(const std::string& path, std::string* note);
 
-  // The selection from catalogue text (empty when the text is not a catalogue).
-  static std::vector<MeterBlocks::Limit> fromCatalogText(const std::string& text,
-                                                         const std::string& origin,
-                                                         std::string* error);
+  // The selection from catalogue text into *limits (empty when the text is no
+  // catalogue: the status says why, or none).
+  static base::Status fromCatalogText(const std::string& text, const std::string& origin,
+                                      std::vector<MeterBlocks::Limit>* limits);
   static std::vector<MeterBlocks::Limit> fallback();
 };
 

@@ -48,21 +48,21 @@ const std::vector<MeterBlocks::TextField>& MeterBlocks::textFields() {
   return kFields;
 }
 
-bool MeterBlocks::writeTextFields(std::string* error) {
+base::Status MeterBlocks::writeTextFields() {
   for (const TextField& field : textFields()) {
     char text[kTextFieldSize] = {};
     strncpy(text, field.text, sizeof text - 1);
-    if (!map_.writeBlock(kTextBlock, field.offset, text, sizeof text, error)) return false;
+    base::Status written = map_.writeBlock(kTextBlock, field.offset, text, sizeof text);
+    if (!written.ok()) return written;
   }
-  return true;
+  return base::Status::Ok();
 }
 
 uint16_t MeterBlocks::factoryChecksum(const unsigned char record[kFactoryRecordSize]) {
   return CRC16_down(0xFFFF, kFactoryChecksumLength, record + kFactoryRecordSize - 1);
 }
 
-bool MeterBlocks::writeFactoryRecord(const std::string& serial, const std::string& oem,
-                                     std::string* error) {
+base::Status MeterBlocks::writeFactoryRecord(const std::string& serial, const std::string& oem) {
   unsigned char record[kFactoryRecordSize] = {};
   const size_t field = kFactoryFieldSize;
   memcpy(record + (kFactorySerial - kFactoryRecord), serial.data(), std::min(serial.size(), field));
@@ -70,21 +70,23 @@ bool MeterBlocks::writeFactoryRecord(const std::string& serial, const std::strin
   const uint16_t crc = factoryChecksum(record);
   record[0] = static_cast<unsigned char>(crc >> 8);  // big-endian on every machine
   record[1] = static_cast<unsigned char>(crc & 0xFF);
-  return map_.writeBlock(kReadingsBlock, kFactoryRecord, record, sizeof record, error);
+  return map_.writeBlock(kReadingsBlock, kFactoryRecord, record, sizeof record);
 }
 
-bool MeterBlocks::writeHarmonics(const HarmonicModel& model, std::string* error) {
-  for (int c = 0; c < HarmonicModel::kChannels; ++c) {
+base::Status MeterBlocks::writeHarmonics(const HarmonicModel& model) {
+  base::Status status;
+  for (int c = 0; status.ok() && c < HarmonicModel::kChannels; ++c) {
     const HarmonicModel::Harmonics& s = model.harmonics(c);
-    if (!map_.writeBlock(kReadingsBlock, harmonicPhaseOffset(c), s.phase, sizeof s.phase, error) ||
-        !map_.writeBlock(kReadingsBlock, harmonicMagnitudeOffset(c), s.magnitude,
-                         sizeof s.magnitude, error))
-      return false;
+    status = map_.writeBlock(kReadingsBlock, harmonicPhaseOffset(c), s.phase, sizeof s.phase);
+    if (status.ok()) {
+      status = map_.writeBlock(kReadingsBlock, harmonicMagnitudeOffset(c), s.magnitude,
+                               sizeof s.magnitude);
+    }
   }
-  return true;
+  return status;
 }
 
-bool MeterBlocks::writeLimits(const std::vector<Limit>& limits, std::string* error) {
+base::Status MeterBlocks::writeLimits(const std::vector<Limit>& limits) {
   uint32_t enabled = 0;
   uint16_t ids[kLimits];
   uint8_t subIds[kLimits] = {};
@@ -97,8 +99,10 @@ bool MeterBlocks::writeLimits(const std::vector<Limit>& limits, std::string* err
     subIds[i] = limits[i].subId;
     strncpy(names[i], limits[i].name.c_str(), sizeof names[i] - 1);
   }
-  return map_.writeBlock(kLimitTableBlock, kLimitEnableWord, &enabled, sizeof enabled, error) &&
-         map_.writeBlock(kLimitTableBlock, kLimitItemIds, ids, sizeof ids, error) &&
-         map_.writeBlock(kLimitTableBlock, kLimitSubIds, subIds, sizeof subIds, error) &&
-         map_.writeBlock(kLimitNameBlock, kLimitNames, names, sizeof names, error);
+  base::Status status =
+      map_.writeBlock(kLimitTableBlock, kLimitEnableWord, &enabled, sizeof enabled);
+  if (status.ok()) status = map_.writeBlock(kLimitTableBlock, kLimitItemIds, ids, sizeof ids);
+  if (status.ok()) status = map_.writeBlock(kLimitTableBlock, kLimitSubIds, subIds, sizeof subIds);
+  if (status.ok()) status = map_.writeBlock(kLimitNameBlock, kLimitNames, names, sizeof names);
+  return status;
 }

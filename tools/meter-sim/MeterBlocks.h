@@ -19,6 +19,7 @@
 #include <vector>
 
 #include "HarmonicModel.h"
+#include "base/Status.h"
 #include "hoststore/HostDatamap.h"
 #include "platform/meter_blocks.h"
 
@@ -39,12 +40,12 @@ class MeterBlocks {
 
   explicit MeterBlocks(dmhost::HostDatamap& map) : map_(map) {}
 
-  bool writeTextFields(std::string* error);
+  base::Status writeTextFields();
   // serial: 16 characters; oem: at most 16.
-  bool writeFactoryRecord(const std::string& serial, const std::string& oem, std::string* error);
-  bool writeHarmonics(const HarmonicModel& model, std::string* error);
+  base::Status writeFactoryRecord(const std::string& serial, const std::string& oem);
+  base::Status writeHarmonics(const HarmonicModel& model);
   // Enables limits 0..n-1 with the given items; the rest are unused (id 0xFFFF).
-  bool writeLimits(const std::vector<Limit>& limits, std::string* error);
+  base::Status writeLimits(const std::vector<Limit>& limits);
 
   // The factory record's checksum as the meter computes it.
   static uint16_t factoryChecksum(const unsigned char record[meter_blocks::kFactoryRecordSize]);

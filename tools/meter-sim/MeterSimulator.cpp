@@ -51,27 +51,27 @@ MeterSimulator::MeterSimulator(const SimOptions& options)
       publisher_(map_),
       blocks_(map_) {}
 
-bool MeterSimulator::start(const std::string& mapPath, const std::string& catalogPath,
-                           const std::vector<MeterBlocks::Limit>& limits, std::string* error) {
-  if (!dmhost::HostDatamap::createFromCatalogFile(mapPath, catalogPath, error)) return false;
-  if (!map_.open(mapPath, error)) return false;
+base::Status MeterSimulator::start(const std::string& mapPath, const std::string& catalogPath,
+                                   const std::vector<MeterBlocks::Limit>& limits) {
+  base::Status status = dmhost::HostDatamap::createFromCatalogFile(mapPath, catalogPath);
+  if (status.ok()) status = map_.open(mapPath);
   char serial[17];
   snprintf(serial, sizeof serial, "000000SIM%07u", static_cast<unsigned>(options_.seed % 10000000));
-  if (!blocks_.writeTextFields(error) || !blocks_.writeFactoryRecord(serial, "Korvo Meter Sim", error) ||
-      !blocks_.writeLimits(limits, error))
-    return false;
+  if (status.ok()) status = blocks_.writeTextFields();
+  if (status.ok()) status = blocks_.writeFactoryRecord(serial, "Korvo Meter Sim");
+  if (status.ok()) status = blocks_.writeLimits(limits);
+  if (!status.ok()) return status;
   publishFixed();
   updateModels(0.0);
   publishReadings();
-  if (!blocks_.writeHarmonics(harmonics_, error)) return false;
-  return true;
+  return blocks_.writeHarmonics(harmonics_);
 }
 
-bool MeterSimulator::advance(std::string* error) {
+base::Status MeterSimulator::advance() {
   clock_.advanceMs(options_.periodMs);
   updateModels(options_.periodMs / 1000.0);
   publishReadings();
-  return blocks_.writeHarmonics(harmonics_, error);
+  return blocks_.writeHarmonics(harmonics_);
 }
 
 void MeterSimulator::updateModels(double dt) {

@@ -35,11 +35,11 @@ class MeterSimulator {
 
   // Creates the map at mapPath from the catalogue file, writes the fixed content
   // and the initial readings. limits: the limit table to enable (may be empty).
-  bool start(const std::string& mapPath, const std::string& catalogPath,
-             const std::vector<MeterBlocks::Limit>& limits, std::string* error);
+  base::Status start(const std::string& mapPath, const std::string& catalogPath,
+                     const std::vector<MeterBlocks::Limit>& limits);
 
   // Advances the clock by one period and publishes the new readings.
-  bool advance(std::string* error);
+  base::Status advance();
 
   int64_t now() const { return clock_.seconds(); }
   int64_t startTime() const { return startTime_; }
@@ -87,7 +87,6 @@ class MeterSimulator {
   dmhost::HostDatamap map_;
   MapPublisher publisher_;
   MeterBlocks blocks_;
-  std::string blockError_;
 };
 
 #endif  // TOOLS_METER_SIM_METERSIMULATOR_H_

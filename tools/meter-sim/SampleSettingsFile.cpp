@@ -17,15 +17,14 @@ void putLabel(std::vector<unsigned char>& file, size_t offset, const char* text)
   memcpy(&file[offset], text, strnlen(text, settings_file::kLabelSize));
 }
 
-bool makeParentDirs(const std::string& path, std::string* error) {
+base::Status makeParentDirs(const std::string& path) {
   for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
     std::string dir = path.substr(0, slash);
     if (mkdir(dir.c_str(), 0755) != 0 && errno != EEXIST) {
-      *error = "cannot create " + dir + ": " + strerror(errno);
-      return false;
+      return base::Status::Error("", "cannot create " + dir, errno);
     }
   }
-  return true;
+  return base::Status::Ok();
 }
 
 }  // namespace
@@ -62,14 +61,14 @@ std::string SampleSettingsFile::defaultPath() {
   return std::string(root ? root : "") + settings_file::kPath;
 }
 
-bool SampleSettingsFile::writeIfMissing(const std::string& path, bool* created, std::string* error) {
+base::Status SampleSettingsFile::writeIfMissing(const std::string& path, bool* created) {
   *created = false;
-  if (!makeParentDirs(path, error)) return false;
+  base::Status made = makeParentDirs(path);
+  if (!made.ok()) return made;
   int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
   if (fd < 0) {
-    if (errno == EEXIST) return true;
-    *error = "cannot create " + path + ": " + strerror(errno);
-    return false;
+    if (errno == EEXIST) return base::Status::Ok();
+    return base::Status::Error("", "cannot create " + path, errno);
   }
   const std::vector<unsigned char> bytes = contents();
   size_t done = 0;
@@ -77,14 +76,14 @@ bool SampleSettingsFile::writeIfMissing(const std::string& path, bool* created, 
     ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
     if (n < 0 && errno == EINTR) continue;
     if (n <= 0) {
-      *error = "cannot write " + path + ": " + strerror(errno);
+      const int writeErrno = errno;
       close(fd);
       unlink(path.c_str());
-      return false;
+      return base::Status::Error("", "cannot write " + path, writeErrno);
     }
     done += static_cast<size_t>(n);
   }
   close(fd);
   *created = true;
-  return true;
+  return base::Status::Ok();
 }

@@ -10,6 +10,8 @@
 #include <string>
 #include <vector>
 
+#include "base/Status.h"
+
 class SampleSettingsFile {
  public:
   // The file's bytes.
@@ -19,8 +21,8 @@ class SampleSettingsFile {
   static std::string defaultPath();
 
   // Writes the sample at path (creating parent directories) unless a file is
-  // already there. *created tells which; false with *error on failure.
-  static bool writeIfMissing(const std::string& path, bool* created, std::string* error);
+  // already there. *created tells which.
+  static base::Status writeIfMissing(const std::string& path, bool* created);
 };
 
 #endif  // TOOLS_METER_SIM_SAMPLESETTINGSFILE_H_

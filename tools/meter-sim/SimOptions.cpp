@@ -57,8 +57,8 @@ bool parseUnsigned(const char* text, unsigned long long low, unsigned long long 
   return true;
 }
 
-// Applies one option with its argument; false with *error on a bad value.
-bool applyOption(int id, const char* arg, SimOptions* o, std::string* error) {
+// Applies one option with its argument; fails on a bad value.
+base::Status applyOption(int id, const char* arg, SimOptions* o) {
   unsigned long long u = 0;
   bool ok = true;
   switch (id) {
@@ -93,41 +93,42 @@ bool applyOption(int id, const char* arg, SimOptions* o, std::string* error) {
     case kLogItems: ok = *arg != '\0'; o->logItemsPath = arg; break;
     default: ok = false; break;
   }
-  if (!ok) {
-    const char* name = "?";
-    for (const struct option* opt = kLongOptions; opt->name; ++opt)
-      if (opt->val == id) name = opt->name;
-    *error = std::string("invalid value for --") + name + ": '" + (arg ? arg : "") + "'";
-  }
-  return ok;
+  if (ok) return base::Status::Ok();
+  const char* name = "?";
+  for (const struct option* opt = kLongOptions; opt->name; ++opt)
+    if (opt->val == id) name = opt->name;
+  return base::Status::Error(
+      "", std::string("invalid value for --") + name + ": '" + (arg ? arg : "") + "'");
 }
 
 }  // namespace
 
-SimParse parseSimOptions(int argc, char** argv, SimOptions* options, std::string* error) {
+base::Status parseSimOptions(int argc, char** argv, SimOptions* options) {
   optind = 1;
   opterr = 0;
   for (;;) {
     int longIndex = 0;
     int id = getopt_long(argc, argv, ":h", kLongOptions, &longIndex);
     if (id == -1) break;
-    if (id == 'h' || id == kHelp) return SimParse::kHelp;
+    if (id == 'h' || id == kHelp) {
+      options->help = true;
+      return base::Status::Ok();
+    }
     if (id == '?' || id == ':') {
       const char* word = argv[optind - 1];
-      *error = std::string(id == ':' ? "option needs a value: " : "unknown option: ") + word;
-      return SimParse::kError;
+      return base::Status::Error(
+          "", std::string(id == ':' ? "option needs a value: " : "unknown option: ") + word);
     }
-    if (!applyOption(id, optarg, options, error)) return SimParse::kError;
+    base::Status applied = applyOption(id, optarg, options);
+    if (!applied.ok()) return applied;
   }
   if (optind < argc) {
-    *error = std::string("unexpected argument: ") + argv[optind];
-    return SimParse::kError;
+    return base::Status::Error("", std::string("unexpected argument: ") + argv[optind]);
   }
   if (options->once && options->stepsGiven) {
-    *error = "--once and --steps exclude each other";
-    return SimParse::kError;
+    return base::Status::Error("", "--once and --steps exclude each other");
   }
-  return SimParse::kRun;
+  return base::Status::Ok();
 }
 
 std::string simUsage(const char* program) {

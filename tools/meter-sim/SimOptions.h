@@ -7,6 +7,8 @@
 
 #include <string>
 
+#include "base/Status.h"
+
 struct SimOptions {
   unsigned hookup = 0;         // sys.enumeration.hookup, 0..4
   double voltage = 120.0;      // nominal phase-to-neutral voltage at the meter's inputs
@@ -27,12 +29,12 @@ struct SimOptions {
   std::string mapPath;         // empty = $DATAMAP_FILE or its default
   std::string catalogPath;     // empty = the installed catalogue
   std::string logItemsPath;    // empty = $LOG_ITEM_CATALOG or the built-in catalogue
+  bool help = false;           // --help or -h: print the usage and exit
 };
 
-enum class SimParse { kRun, kHelp, kError };
-
-// Parses argv into *options. kError sets *error to one line naming the problem.
-SimParse parseSimOptions(int argc, char** argv, SimOptions* options, std::string* error);
+// Parses argv into *options; fails with one line naming the problem. Parsing
+// stops at --help (options->help).
+base::Status parseSimOptions(int argc, char** argv, SimOptions* options);
 
 // The usage text.
 std::string simUsage(const char* program);

@@ -78,12 +78,12 @@ void reportTruncation(MeterSimulator& sim) {
 
 int runPeriodically(MeterSimulator& sim, unsigned periodMs) {
   SteadyClock::time_point next = SteadyClock::now();
-  std::string error;
   for (;;) {
     next += std::chrono::milliseconds(periodMs);
     if (!sleepUntil(next)) break;
-    if (!sim.advance(&error)) {
-      fprintf(stderr, "meter-sim: %s\n", error.c_str());
+    base::Status advanced = sim.advance();
+    if (!advanced.ok()) {
+      fprintf(stderr, "meter-sim: %s\n", advanced.message().c_str());
       return 1;
     }
     reportTruncation(sim);
@@ -95,16 +95,14 @@ int runPeriodically(MeterSimulator& sim, unsigned periodMs) {
 
 int main(int argc, char** argv) {
   SimOptions options;
-  std::string error;
-  switch (parseSimOptions(argc, argv, &options, &error)) {
-    case SimParse::kHelp:
-      fputs(simUsage(argv[0]).c_str(), stdout);
-      return 0;
-    case SimParse::kError:
-      fprintf(stderr, "meter-sim: %s\n%s", error.c_str(), simUsage(argv[0]).c_str());
-      return 2;
-    case SimParse::kRun:
-      break;
+  base::Status parsed = parseSimOptions(argc, argv, &options);
+  if (!parsed.ok()) {
+    fprintf(stderr, "meter-sim: %s\n%s", parsed.message().c_str(), simUsage(argv[0]).c_str());
+    return 2;
+  }
+  if (options.help) {
+    fputs(simUsage(argv[0]).c_str(), stdout);
+    return 0;
   }
   installSignalHandlers();
   const std::string mapPath = options.mapPath.empty() ? dmhost::mapPath() : options.mapPath;
@@ -115,12 +113,16 @@ int main(int argc, char** argv) {
 
   const std::string settings = SampleSettingsFile::defaultPath();
   bool created = false;
-  if (!SampleSettingsFile::writeIfMissing(settings, &created, &error))
-    fprintf(stderr, "meter-sim: %s (the daemon shows no profile labels)\n", error.c_str());
+  base::Status written = SampleSettingsFile::writeIfMissing(settings, &created);
+  if (!written.ok()) {
+    fprintf(stderr, "meter-sim: %s (the daemon shows no profile labels)\n",
+            written.message().c_str());
+  }
 
   MeterSimulator sim(options);
-  if (!sim.start(mapPath, catalog, limits, &error)) {
-    fprintf(stderr, "meter-sim: %s\n", error.c_str());
+  base::Status started = sim.start(mapPath, catalog, limits);
+  if (!started.ok()) {
+    fprintf(stderr, "meter-sim: %s\n", started.message().c_str());
     return 1;
   }
   printf("meter-sim: datamap ready at %s (catalogue %s)\n", mapPath.c_str(), catalog.c_str());
@@ -130,8 +132,9 @@ int main(int argc, char** argv) {
   if (options.once) return 0;
   if (options.stepsGiven) {
     for (unsigned long s = 0; s < options.steps && !g_stop; ++s) {
-      if (!sim.advance(&error)) {
-        fprintf(stderr, "meter-sim: %s\n", error.c_str());
+      base::Status advanced = sim.advance();
+      if (!advanced.ok()) {
+        fprintf(stderr, "meter-sim: %s\n", advanced.message().c_str());
         return 1;
       }
     }
