@@ -124,7 +124,6 @@ JsonTemplateField::JsonTemplateField(const char* name, unsigned int position, un
       defaultFormat_(owner->defaultFormat()),
       sharedSS_(owner->sharedStream()),
       secondSS_(owner->secondStream()),
-      cachedSS_(nullptr),
       cachedFloatingDirect_(false),
       cachedScale_(1.0),
       cachedWidth_(10),
@@ -138,74 +137,15 @@ JsonTemplateField::JsonTemplateField(const char* name, unsigned int position, un
   initReaderTable();
 }
 
-JsonTemplateField::JsonTemplateField(const JsonTemplateField& other)
-    : name_(other.name_),
-      dmIndex_(other.dmIndex_),
-      dmType_(other.dmType_),
-      validIndex_(other.validIndex_),
-      validType_(other.validType_),
-      sameFormatAsPrevious_(other.sameFormatAsPrevious_),
-      formatNeedsApplying_(other.formatNeedsApplying_),
-      owner_(other.owner_),
-      defaultFormat_(other.defaultFormat_),
-      sharedSS_(other.sharedSS_),
-      secondSS_(other.secondSS_),
-      cachedSS_(nullptr),
-      cachedFloatingDirect_(false),
-      cachedScale_(other.cachedScale_),
-      cachedWidth_(other.cachedWidth_),
-      templateName_(other.templateName_),
-      dm_(other.dm_),
-      internalVariables_(other.internalVariables_),
-      position_(other.position_),
-      length_(other.length_),
-      textBefore_(other.textBefore_),
-      textAfter_(other.textAfter_),
-      outputPosition_(other.outputPosition_),
-      debugMask_(other.debugMask_) {
-  initReaderTable();
-  copyOwned(other);
-}
-
-JsonTemplateField& JsonTemplateField::operator=(const JsonTemplateField& other) {
-  if (this == &other) return *this;
-  freeFormat();
-  delete cachedSS_;
-  cachedSS_ = nullptr;
-  name_ = other.name_;
-  dmIndex_ = other.dmIndex_;
-  dmType_ = other.dmType_;
-  validIndex_ = other.validIndex_;
-  validType_ = other.validType_;
-  sameFormatAsPrevious_ = other.sameFormatAsPrevious_;
-  formatNeedsApplying_ = other.formatNeedsApplying_;
-  owner_ = other.owner_;
-  defaultFormat_ = other.defaultFormat_;
-  sharedSS_ = other.sharedSS_;
-  secondSS_ = other.secondSS_;
-  cachedScale_ = other.cachedScale_;
-  cachedWidth_ = other.cachedWidth_;
-  templateName_ = other.templateName_;
-  dm_ = other.dm_;
-  internalVariables_ = other.internalVariables_;
-  position_ = other.position_;
-  length_ = other.length_;
-  textBefore_ = other.textBefore_;
-  textAfter_ = other.textAfter_;
-  outputPosition_ = other.outputPosition_;
-  debugMask_ = other.debugMask_;
-  copyOwned(other);
-  return *this;
-}
-
-JsonTemplateField::~JsonTemplateField() {
-  delete cachedSS_;
-  cachedSS_ = nullptr;
-}
-
-void JsonTemplateField::copyOwned(const JsonTemplateField& other) {
-  if (other.format_ != nullptr) format_ = std::make_unique<JsonTemplateFieldFormat>(*other.format_);
-  if (other.cachedSS_ != nullptr) setCachedSS(other.cachedSS_);
+std::unique_ptr<std::stringstream> JsonTemplateField::StreamSettingsCopier::operator()(
+    const std::stringstream& stream) const {
+  auto copy = std::make_unique<std::stringstream>(std::ios::in | std::ios::out);
+  copy->flags(stream.flags());
+  copy->width(stream.width());
+  copy->precision(stream.precision());
+  copy->imbue(stream.getloc());
+  copy->fill(stream.fill());
+  return copy;
 }
 
 void JsonTemplateField::freeFormat() { format_.reset(); }
@@ -310,7 +250,7 @@ std::string JsonTemplateField::setDefaultFormat() {
 
 void JsonTemplateField::setCachedSS(const std::stringstream* src) {
   if (cachedSS_ == nullptr) {
-    cachedSS_ = new std::stringstream(std::ios::in | std::ios::out);
+    cachedSS_.reset(std::make_unique<std::stringstream>(std::ios::in | std::ios::out));
   }
   if (src == nullptr) return;
   cachedSS_->flags(src->flags());

@@ -26,6 +26,7 @@
 #include <string>
 #include <vector>
 
+#include "base/CopiedPtr.h"
 #include "jsontemplate/JsonTemplateFieldFormat.h"
 #include "jsontemplate/JsonTemplateInternalVariable.h"
 #include "platform/datamap.h"
@@ -41,9 +42,6 @@ class JsonTemplateField {
   JsonTemplateField(const char* name, unsigned int position, unsigned int length, int dmIndex,
                     int dmType, int validIndex, int validType,
                     std::unique_ptr<JsonTemplateFieldFormat> format, JsonTemplate* owner);
-  JsonTemplateField(const JsonTemplateField& other);
-  JsonTemplateField& operator=(const JsonTemplateField& other);
-  ~JsonTemplateField();
 
   // Deletes the field's own format (if any) and forgets it.
   void freeFormat();
@@ -132,7 +130,6 @@ class JsonTemplateField {
 
  private:
   void initReaderTable();
-  void copyOwned(const JsonTemplateField& other);
   void reportReadError(const char* operation, int code) const;
   template <typename T>
   void traceRawValue(const T& value) const;
@@ -155,14 +152,18 @@ class JsonTemplateField {
   int dmType_;
   int validIndex_;
   int validType_;
-  std::unique_ptr<JsonTemplateFieldFormat> format_;
+  base::CopiedPtr<JsonTemplateFieldFormat> format_;
   bool sameFormatAsPrevious_;
   bool formatNeedsApplying_;
   JsonTemplate* owner_;
   JsonTemplateFieldFormat* defaultFormat_;
   std::stringstream* sharedSS_;
   std::stringstream* secondSS_;
-  std::stringstream* cachedSS_;
+  // A copy of a field gets a stream of its own with the same settings.
+  struct StreamSettingsCopier {
+    std::unique_ptr<std::stringstream> operator()(const std::stringstream& stream) const;
+  };
+  base::CopiedPtr<std::stringstream, StreamSettingsCopier> cachedSS_;
   bool cachedFloatingDirect_;  // cached stream's settings allow formatFloatingCached
   double cachedScale_;
   int cachedWidth_;

@@ -185,7 +185,7 @@ int EnergyUpdate::initDmIndex() {
   return 0;
 }
 
-void EnergyUpdate::afterDocument() { FactorySettingsFile::write(sharedMeterReadings_); }
+void EnergyUpdate::afterDocument() { factorySettings_.write(sharedMeterReadings_); }
 
 void EnergyUpdate::writeBody(DocumentFile& out) {
   writeTextArray("quadrantblock", kQuadrantTexts, 17);

@@ -19,6 +19,7 @@
 #include <stddef.h>
 
 #include "livedata/DocumentUpdater.h"
+#include "updaters/FactorySettingsFile.h"
 #include "updaters/TransformerRatios.h"
 
 class EnergyUpdate : public DocumentUpdater {
@@ -68,6 +69,7 @@ class EnergyUpdate : public DocumentUpdater {
 
   const unsigned char* sharedMeterData1_ = nullptr;
   const unsigned char* sharedMeterReadings_ = nullptr;
+  FactorySettingsFile factorySettings_;
 };
 
 #endif  // UPDATERS_ENERGYUPDATE_H_

@@ -27,6 +27,8 @@ constexpr int kDocumentSize = 384;
 
 }  // namespace
 
+FactorySettingsFile::FactorySettingsFile() : document_(kDocumentSize) {}
+
 void FactorySettingsFile::setPaths(const char* webRoot) {
   snprintf(sys_config_jsonfile, sizeof sys_config_jsonfile, "%s%smeter_factory_setting.json",
            webRoot, kJsonDirectory);
@@ -77,9 +79,7 @@ void FactorySettingsFile::write(const unsigned char* block) {
   if (block == nullptr) return;
   // Written like the updater documents: formatted whole, then put over the old
   // text in one write (never truncated first), failures on the runtime log.
-  // Never destroyed: the energy thread may still write while the process exits.
-  static DocumentFile& document = *new DocumentFile(kDocumentSize);
-  if (!document.openKeepingOwner(sys_config_jsonfile)) return;
+  if (!document_.openKeepingOwner(sys_config_jsonfile)) return;
   // The file takes the owner and group of its directory; -1 leaves them as they are.
   uid_t owner = static_cast<uid_t>(-1);
   gid_t group = static_cast<gid_t>(-1);
@@ -89,13 +89,13 @@ void FactorySettingsFile::write(const unsigned char* block) {
     group = directory.st_gid;
   }
   // Failures of either are ignored: the document is still written.
-  if (fchmod(document.fd(), 0774) != 0) {
+  if (fchmod(document_.fd(), 0774) != 0) {
   }
-  if (fchown(document.fd(), owner, group) != 0) {
+  if (fchown(document_.fd(), owner, group) != 0) {
   }
   char text[kDocumentSize];
   int length = format(block, text, sizeof text);
   if (length >= static_cast<int>(sizeof text)) length = static_cast<int>(sizeof text) - 1;
-  if (length > 0) document.append(text, static_cast<size_t>(length));
-  document.close();
+  if (length > 0) document_.append(text, static_cast<size_t>(length));
+  document_.close();
 }
