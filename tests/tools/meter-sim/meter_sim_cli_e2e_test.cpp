@@ -9,7 +9,7 @@
 #include <vector>
 
 #include "hoststore/HostDatamap.h"
-#include "tests/sim/sim_helpers.h"
+#include "tests/tools/meter-sim/sim_helpers.h"
 #include "tests/support/Process.h"
 #include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"

@@ -18,7 +18,7 @@
 
 #include "hoststore/HostDatamap.h"
 #include "livedata/JsonDirectory.h"
-#include "tests/sim/sim_helpers.h"
+#include "tests/tools/meter-sim/sim_helpers.h"
 #include "tests/support/Process.h"
 #include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"

@@ -18,7 +18,7 @@
 #include "SimOptions.h"
 #include "hoststore/HostDatamap.h"
 #include "platform/meter_blocks.h"
-#include "tests/sim/sim_helpers.h"
+#include "tests/tools/meter-sim/sim_helpers.h"
 #include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 

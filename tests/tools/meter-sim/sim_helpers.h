@@ -1,7 +1,7 @@
 // Helpers of the simulator tests: reading values back from a datamap file and
 // a checksum written independently of the platform's helper.
-#ifndef TESTS_SIM_SIM_HELPERS_H_
-#define TESTS_SIM_SIM_HELPERS_H_
+#ifndef TESTS_TOOLS_METER_SIM_SIM_HELPERS_H_
+#define TESTS_TOOLS_METER_SIM_SIM_HELPERS_H_
 
 #include <stddef.h>
 #include <stdint.h>
@@ -30,4 +30,4 @@ double angleDifference(double a, double b);
 
 }  // namespace simtest
 
-#endif  // TESTS_SIM_SIM_HELPERS_H_
+#endif  // TESTS_TOOLS_METER_SIM_SIM_HELPERS_H_

@@ -1,4 +1,4 @@
-#include "tests/sim/sim_helpers.h"
+#include "tests/tools/meter-sim/sim_helpers.h"
 #include "tests/support/StatusAssertions.h"
 
 #include <gtest/gtest.h>
