@@ -14,22 +14,34 @@ void DmKeyTable::addLookup(DmRecordRef record, const char* key, const char* repo
 }
 
 void DmKeyTable::addLookup(unsigned int& index, const char* key, const char* reportedKey) {
-  lookups_.push_back(Lookup{&index, key, reportedKey != nullptr ? reportedKey : key});
+  lookups_.push_back(Lookup{&index, key, reportedKey != nullptr ? reportedKey : key, nullptr, 0});
+}
+
+void DmKeyTable::addLookupMarking(DmRecordRef record, const char* key, unsigned& failures,
+                                  unsigned bit) {
+  lookups_.push_back(Lookup{record.index(), key, key, &failures, bit});
 }
 
 void DmKeyTable::addRead(DmRecordRef record, const char* readMessage) {
-  reads_.push_back(Read{record, readMessage});
+  reads_.push_back(Read{record, readMessage, nullptr});
+}
+
+void DmKeyTable::addReadWhile(const bool& onlyWhile, DmRecordRef record, const char* readMessage) {
+  reads_.push_back(Read{record, readMessage, &onlyWhile});
 }
 
 void DmKeyTable::resolve(size_t first, size_t last) const {
   for (size_t i = first; i < last && i < lookups_.size(); ++i) {
-    resolve_dm_key_as(lookups_[i].key, lookups_[i].reportedKey, lookups_[i].index);
+    const Lookup& row = lookups_[i];
+    int status = resolve_dm_key_as(row.key, row.reportedKey, row.index);
+    if (status < 0 && row.failures != nullptr) *row.failures |= row.failureBit;
   }
 }
 
 void DmKeyTable::read(size_t first, size_t last) const {
   for (size_t i = first; i < last && i < reads_.size(); ++i) {
     const Read& row = reads_[i];
+    if (row.onlyWhile != nullptr && !*row.onlyWhile) continue;
     int status = row.record.read();
     if (status < 0) report_dm_error(row.message, status);
   }

@@ -5,6 +5,10 @@
 // order other than the one it looks them up in, it adds the lookup rows and the
 // read rows separately (addLookup, addRead) and each list states its order.
 //
+// A lookup row may also mark its failure in a set of flags, and a read row may
+// depend on a flag: it is read only while the flag is true (a value behind its
+// validity flag, readings that exist only while another key says so).
+//
 // Failures print the messages of DmAccess.h; the record keeps its old value.
 //
 // Thread-safety: one table per updater thread; the rows point into the updater.
@@ -49,7 +53,11 @@ class DmKeyTable {
   void addLookup(DmRecordRef record, const char* key, const char* reportedKey = nullptr);
   // A lookup into a bare index (a key read through another record).
   void addLookup(unsigned int& index, const char* key, const char* reportedKey = nullptr);
+  // A lookup that also sets bit in failures when it fails.
+  void addLookupMarking(DmRecordRef record, const char* key, unsigned& failures, unsigned bit);
   void addRead(DmRecordRef record, const char* readMessage);
+  // A read done only while onlyWhile is true when the row's turn comes.
+  void addReadWhile(const bool& onlyWhile, DmRecordRef record, const char* readMessage);
 
   // dm_get_info of every lookup row; failures print the reported key.
   void resolve() const { resolve(0, lookups_.size()); }
@@ -73,10 +81,13 @@ class DmKeyTable {
     unsigned int* index;
     const char* key;
     const char* reportedKey;
+    unsigned* failures;  // null: failures are only printed
+    unsigned failureBit;
   };
   struct Read {
     DmRecordRef record;
     const char* message;
+    const bool* onlyWhile;  // null: always read
   };
 
   std::vector<Lookup> lookups_;

@@ -66,14 +66,16 @@ PollingUpdate::PollingUpdate()
                       8192),
       ledWaiter_("PollingUpdate") {
   DmKeyTable& k = keys();
+  // The sampler's key first; its index is handed to the sampler after resolve().
+  k.addLookup(diginLookup_, "reading.digin.flag");
   // Before the channels: the thermal flag is looked up first and read second.
   k.addLookup(thermalValid_, "posmin.valid.thermal.freq");
   k.addLookup(frequency_, "reading.1sec.freq");
   k.addRead(frequency_, "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
   k.addRead(thermalValid_,
             "dm_read_flt64 error on key \"posmin.valid.thermal.freq\" with error code= ");
-  headLookups_ = k.lookupCount();
-  headReads_ = k.readCount();
+  addChannelLookups();
+  addChannelReads();
   // After the channels.
   k.add(powerFactors_[0], "reading.1sec.pf.a.string",
         "dm_read_flt64 error on key data.pf.a with error code= ");
@@ -89,6 +91,7 @@ PollingUpdate::PollingUpdate()
   k.add(thermalPeakResetTime_, "sys.timestamp.reset_thermal_peak.max",
         "dm_read_timestamp_b8 error on \"sys.timestamp.reset_thermal_peak.max\" with error code= ");
   ratios_.addTo(k);
+  addEnumerationKeys();
 }
 
 PollingUpdate::~PollingUpdate() {
@@ -97,49 +100,51 @@ PollingUpdate::~PollingUpdate() {
   stop();
 }
 
-// The digital-input index (shared with the sampler) and the enumerations (whose
-// failures mark them unavailable) stay out of the table.
+// A failed lookup of an enumeration marks it unavailable; the three are read
+// (16-bit reads whose messages say uint32) only while all three are available.
+void PollingUpdate::addEnumerationKeys() {
+  DmKeyTable& k = keys();
+  k.addLookupMarking(hookup_, "sys.enumeration.hookup", enumerationUnavailable_,
+                     kHookupUnavailable);
+  k.addLookupMarking(frequencyType_, "sys.enumeration.frequency_type", enumerationUnavailable_,
+                     kFrequencyTypeUnavailable);
+  k.addLookupMarking(phaseSequence_, "reading.02sec.volt.phase_sequence", enumerationUnavailable_,
+                     kPhaseSequenceUnavailable);
+  k.addReadWhile(enumerationsAvailable_, hookup_,
+                 "dm_read_uint32 error on sys.enumeration.hookup with error code= ");
+  k.addReadWhile(enumerationsAvailable_, frequencyType_,
+                 "dm_read_uint32 error on sys.enumeration.frequency_type with error code= ");
+  k.addReadWhile(enumerationsAvailable_, phaseSequence_,
+                 "dm_read_uint32 error on reading.02sec.volt.phase_sequence with error code= ");
+}
+
 int PollingUpdate::initDmIndex() {
-  unsigned int digin = diginIndex_.load(std::memory_order_relaxed);
-  resolve_dm_key("reading.digin.flag", &digin);
-  diginIndex_.store(digin, std::memory_order_relaxed);
-  keys().resolve(0, headLookups_);
-  resolveChannels();
-  keys().resolve(headLookups_, keys().lookupCount());
   enumerationUnavailable_ = 0;
-  if (resolve_dm_key("sys.enumeration.hookup", &hookup_.index) < 0) {
-    enumerationUnavailable_ |= kHookupUnavailable;
-  }
-  if (resolve_dm_key("sys.enumeration.frequency_type", &frequencyType_.index) < 0) {
-    enumerationUnavailable_ |= kFrequencyTypeUnavailable;
-  }
-  if (resolve_dm_key("reading.02sec.volt.phase_sequence", &phaseSequence_.index) < 0) {
-    enumerationUnavailable_ |= kPhaseSequenceUnavailable;
-  }
+  keys().resolve();
+  diginIndex_.store(diginLookup_, std::memory_order_relaxed);
+  enumerationsAvailable_ = enumerationUnavailable_ == 0;
   return 0;
 }
 
 // Per channel: one-second reading, thermal reading, then the peaks - flag and
 // value in turn, or (powers and VAs) all flags before all values.
-void PollingUpdate::resolveChannels() {
-  char key[96];
+void PollingUpdate::addChannelLookups() {
+  DmKeyTable& k = keys();
   for (const FamilyInfo& family : kFamily) {
     for (int c = family.first; c < family.first + family.count; ++c) {
       Channel& channel = channels_[c];
       const char* name = kChannelKey[c];
-      snprintf(key, sizeof key, "reading.1sec.%s.%s", family.keyName, name);
-      resolve_dm_key(key, &channel.reading.index);
-      snprintf(key, sizeof key, "reading.thermal.%s.%s", family.keyName, name);
-      resolve_dm_key(key, &channel.thermal.index);
+      k.addLookup(channel.reading, k.keepf("reading.1sec.%s.%s", family.keyName, name));
+      k.addLookup(channel.thermal, k.keepf("reading.thermal.%s.%s", family.keyName, name));
       for (int pass = 0; pass < (family.flagsFirst ? 2 : 1); ++pass) {
         for (int p = 0; p < family.peaks; ++p) {
           if (!family.flagsFirst || pass == 0) {
-            snprintf(key, sizeof key, "%s.valid.thermal.%s.%s", kPeakKey[p], family.keyName, name);
-            resolve_dm_key(key, &channel.peaks[p].valid.index);
+            k.addLookup(channel.peaks[p].valid,
+                        k.keepf("%s.valid.thermal.%s.%s", kPeakKey[p], family.keyName, name));
           }
           if (!family.flagsFirst || pass == 1) {
-            snprintf(key, sizeof key, "%s.thermal.%s.%s", kPeakKey[p], family.keyName, name);
-            resolve_dm_key(key, &channel.peaks[p].value.index);
+            k.addLookup(channel.peaks[p].value,
+                        k.keepf("%s.thermal.%s.%s", kPeakKey[p], family.keyName, name));
           }
         }
       }
@@ -147,93 +152,71 @@ void PollingUpdate::resolveChannels() {
   }
 }
 
-// The thermal readings are read only while their flag is set, and each peak's
-// value only while its own flag is: that gating keeps them out of the table.
-int PollingUpdate::getData() {
-  keys().read(0, headReads_);
-  if (thermalValid_.value) readThermals();
-  readOneSecond();
-
-  readFamilyPeaks(kVolts, kVoltPeakOrder, 8, 0, 1);
-  readFamilyPeaks(kCurrents, kCurrentOrder, 5, 0, 1);
-  readFamilyPeaks(kVolts, kVoltPeakOrder, 8, 1, 1);
-  readFamilyPeaks(kCurrents, kCurrentOrder, 5, 1, 1);
-  readFamilyPeaks(kWatts, kPowerOrder, 4, 0, 4);
-  readFamilyPeaks(kVars, kPowerOrder, 4, 0, 4);
-  readFamilyPeaks(kVas, kPowerOrder, 4, 0, 2);
-
-  keys().read(headReads_, keys().readCount());
-  if (enumerationUnavailable_ != 0) return 0;
-  readEnumerations();
-  return 0;
-}
-
-void PollingUpdate::readThermals() {
-  readChannels(&Channel::thermal,
-               "dm_read_flt64 error on key \"avg.1sec.volt.%s\" with error code= %d\n",
-               "dm_read_flt64 error on key data.%s.%s.avg with error code= %d\n");
-}
-
-void PollingUpdate::readOneSecond() {
-  readChannels(&Channel::reading,
-               "dm_read_flt64 error on key \"reading.1sec.volt.%s\" with error code= %d\n",
-               "dm_read_flt64 error on key data.%s.%s.reading with error code= %d\n");
+// The thermal readings are read only while their flag is set, then the
+// one-second readings, then the peaks, each value only while its own flag is.
+void PollingUpdate::addChannelReads() {
+  addReadingReads(&Channel::thermal, &thermalValid_.value,
+                  "dm_read_flt64 error on key \"avg.1sec.volt.%s\" with error code= ",
+                  "dm_read_flt64 error on key data.%s.%s.avg with error code= ");
+  addReadingReads(&Channel::reading, nullptr,
+                  "dm_read_flt64 error on key \"reading.1sec.volt.%s\" with error code= ",
+                  "dm_read_flt64 error on key data.%s.%s.reading with error code= ");
+  addFamilyPeakReads(kVolts, kVoltPeakOrder, 8, 0, 1);
+  addFamilyPeakReads(kCurrents, kCurrentOrder, 5, 0, 1);
+  addFamilyPeakReads(kVolts, kVoltPeakOrder, 8, 1, 1);
+  addFamilyPeakReads(kCurrents, kCurrentOrder, 5, 1, 1);
+  addFamilyPeakReads(kWatts, kPowerOrder, 4, 0, 4);
+  addFamilyPeakReads(kVars, kPowerOrder, 4, 0, 4);
+  addFamilyPeakReads(kVas, kPowerOrder, 4, 0, 2);
 }
 
 // One reading of every channel: the volts in their read order (voltFormat names
 // the channel), then the other families (otherFormat names family and channel).
-void PollingUpdate::readChannels(DmKey<double> Channel::*record, const char* voltFormat,
-                                 const char* otherFormat) {
-  for (int c : kVoltReadingOrder) {
-    int status = dm_read(channels_[c].*record);
-    if (status < 0) fprintf(stderr, voltFormat, kChannelMessage[c], status);
-  }
+// onlyWhile: null, or the flag the reads depend on.
+void PollingUpdate::addReadingReads(DmKey<double> Channel::*record, const bool* onlyWhile,
+                                    const char* voltFormat, const char* otherFormat) {
+  DmKeyTable& k = keys();
+  auto addRow = [&](int c, const char* message) {
+    if (onlyWhile != nullptr) {
+      k.addReadWhile(*onlyWhile, channels_[c].*record, message);
+    } else {
+      k.addRead(channels_[c].*record, message);
+    }
+  };
+  for (int c : kVoltReadingOrder) addRow(c, k.keepf(voltFormat, kChannelMessage[c]));
   for (int f = kCurrents; f < kFamilies; ++f) {
     for (int c = kFamily[f].first; c < kFamily[f].first + kFamily[f].count; ++c) {
-      int status = dm_read(channels_[c].*record);
-      if (status < 0) {
-        fprintf(stderr, otherFormat, kFamily[f].messageName, kChannelMessage[c], status);
-      }
+      addRow(c, k.keepf(otherFormat, kFamily[f].messageName, kChannelMessage[c]));
     }
   }
 }
 
-// Reads peaks firstPeak .. firstPeak + peakCount - 1 of the channels listed in
-// order (positions within the family), channel by channel.
-void PollingUpdate::readFamilyPeaks(int family, const int* order, int count, int firstPeak,
-                                    int peakCount) {
+// Peaks firstPeak .. firstPeak + peakCount - 1 of the channels listed in order
+// (positions within the family), channel by channel: the validity flag, then -
+// only while the flag is set - the value.
+void PollingUpdate::addFamilyPeakReads(int family, const int* order, int count, int firstPeak,
+                                       int peakCount) {
+  DmKeyTable& k = keys();
+  const char* familyName = kFamily[family].messageName;
   for (int i = 0; i < count; ++i) {
+    const int channel = kFamily[family].first + order[i];
     for (int p = firstPeak; p < firstPeak + peakCount; ++p) {
-      readPeak(family, kFamily[family].first + order[i], p);
+      // Powers name their peaks pmax, pmin, nmax, nmin; volts and currents max, min.
+      const char* kind = family >= kWatts ? kPeakMessage4[p] : kPeakMessage2[p];
+      const char* channelName = kChannelMessage[channel];
+      Peak& peak = channels_[channel].peaks[p];
+      k.addRead(peak.valid, k.keepf("dm_read_flt64 error on data.%s.%s.%s_valid with error code= ",
+                                    familyName, channelName, kind));
+      k.addReadWhile(peak.valid.value, peak.value,
+                     k.keepf("dm_read_flt64 error on data.%s.%s.%s with error code= ", familyName,
+                             channelName, kind));
     }
   }
 }
 
-// The validity flag, then - only while the flag is set - the value.
-void PollingUpdate::readPeak(int family, int channel, int peak) {
-  // Powers name their peaks pmax, pmin, nmax, nmin; volts and currents max, min.
-  const char* kind = family >= kWatts ? kPeakMessage4[peak] : kPeakMessage2[peak];
-  Peak& record = channels_[channel].peaks[peak];
-  int status = dm_read(record.valid);
-  if (status < 0) {
-    fprintf(stderr, "dm_read_flt64 error on data.%s.%s.%s_valid with error code= %d\n",
-            kFamily[family].messageName, kChannelMessage[channel], kind, status);
-  }
-  if (!record.valid.value) return;
-  status = dm_read(record.value);
-  if (status < 0) {
-    fprintf(stderr, "dm_read_flt64 error on data.%s.%s.%s with error code= %d\n",
-            kFamily[family].messageName, kChannelMessage[channel], kind, status);
-  }
-}
-
-// The three enumerations are 16-bit reads; their messages say uint32.
-void PollingUpdate::readEnumerations() {
-  read_dm_key(hookup_, "dm_read_uint32 error on sys.enumeration.hookup with error code= ");
-  read_dm_key(frequencyType_,
-              "dm_read_uint32 error on sys.enumeration.frequency_type with error code= ");
-  read_dm_key(phaseSequence_,
-              "dm_read_uint32 error on reading.02sec.volt.phase_sequence with error code= ");
+int PollingUpdate::getData() {
+  keys().read();
+  return 0;
 }
 
 void PollingUpdate::writeBody(DocumentFile& out) {

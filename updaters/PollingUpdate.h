@@ -68,14 +68,12 @@ class PollingUpdate : public DocumentUpdater {
   };
   using Unit = UnitSelection::Unit;
 
-  void resolveChannels();
-  void readThermals();
-  void readOneSecond();
-  void readChannels(DmKey<double> Channel::*record, const char* voltFormat,
-                    const char* otherFormat);
-  void readFamilyPeaks(int family, const int* order, int count, int firstPeak, int peakCount);
-  void readPeak(int family, int channel, int peak);
-  void readEnumerations();
+  void addChannelLookups();
+  void addChannelReads();
+  void addReadingReads(DmKey<double> Channel::*record, const bool* onlyWhile,
+                       const char* voltFormat, const char* otherFormat);
+  void addFamilyPeakReads(int family, const int* order, int count, int firstPeak, int peakCount);
+  void addEnumerationKeys();
 
   void writeBody(DocumentFile& out) override;
   void writeFamily(int family, const Unit& unit);
@@ -94,9 +92,9 @@ class PollingUpdate : public DocumentUpdater {
   DmKey<unsigned short> frequencyType_;
   DmKey<unsigned short> phaseSequence_;
   unsigned enumerationUnavailable_ = 0;
-  // Rows of the key table before the channels (lookups, reads).
-  size_t headLookups_ = 0;
-  size_t headReads_ = 0;
+  bool enumerationsAvailable_ = true;  // enumerationUnavailable_ == 0
+  // The sampler's index as the key table resolves it.
+  unsigned int diginLookup_ = DM_INDEX_NONE;
 
   // Written by the updater thread's initDmIndex, read by the sampler.
   std::atomic<unsigned int> diginIndex_{DM_INDEX_NONE};
