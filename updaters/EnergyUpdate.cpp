@@ -6,66 +6,48 @@
 
 namespace {
 
-// A flt64 key: the key looked up, the key its lookup error names, and its read
-// error message. The differing texts are part of the output.
+// A flt64 key: the key looked up, the key its lookup error names and the key
+// its read error names (kFloatReadMessage); null names the key itself. The
+// differing names are part of the output.
 struct FloatKey {
   const char* key;
   const char* lookupName;
-  const char* readMessage;
+  const char* messageName;
 };
 
+constexpr char kFloatReadMessage[] = "dm_read_flt64 error on key \"%s\" with error code= ";
+
 const FloatKey kFloatKeyTable[EnergyUpdate::kFloatKeys] = {
-    {"reading.1sec.energy.qhr.pos.total.sec", "reading.1sec.energy.qhr.pos.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.qhr.pos.total.sec\" with error code= "},
-    {"reading.1sec.energy.qhr.neg.total.sec", "reading.1sec.energy.qhr.neg.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.qhr.neg.total.sec\" with error code= "},
-    {"reading.1sec.energy.watthr.q14.total.sec", "reading.1sec.energy.watthr.q14.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q14_sec\" with error code= "},
+    {"reading.1sec.energy.qhr.pos.total.sec", nullptr, nullptr},
+    {"reading.1sec.energy.qhr.neg.total.sec", nullptr, nullptr},
+    {"reading.1sec.energy.watthr.q14.total.sec", nullptr,
+     "reading.1sec.energy.watthr.total.q14_sec"},
     {"reading.1sec.energy.watthr.q23.total.sec", "reading.1sec.energy.watthr.q14.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q23_sec\" with error code= "},
-    {"reading.1sec.energy.varhr.q12.total.sec", "reading.1sec.energy.varhr.q12.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.varhr.total.q12_sec\" with error code= "},
-    {"reading.1sec.energy.varhr.q34.total.sec", "reading.1sec.energy.varhr.q34.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.varhr.total.q34_sec\" with error code= "},
-    {"reading.1sec.energy.vahr.total.total.sec", "reading.1sec.energy.vahr.total.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.vahr.total.q1234\" with error code= "},
-    {"reading.1sec.energy.uncomp_watthr.q14.total.sec",
-     "reading.1sec.energy.uncomp_watthr.q14.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q14_sec\" with error code= "},
+     "reading.1sec.energy.watthr.total.q23_sec"},
+    {"reading.1sec.energy.varhr.q12.total.sec", nullptr, "reading.1sec.energy.varhr.total.q12_sec"},
+    {"reading.1sec.energy.varhr.q34.total.sec", nullptr, "reading.1sec.energy.varhr.total.q34_sec"},
+    {"reading.1sec.energy.vahr.total.total.sec", nullptr, "reading.1sec.energy.vahr.total.q1234"},
+    {"reading.1sec.energy.uncomp_watthr.q14.total.sec", nullptr,
+     "reading.1sec.energy.watthr.total.q14_sec"},
     {"reading.1sec.energy.uncomp_watthr.q23.total.sec",
-     "reading.1sec.energy.uncomp_watthr.q14.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q23_sec\" with error code= "},
-    {"reading.1sec.energy.uncomp_varhr.q12.total.sec",
-     "reading.1sec.energy.uncomp_varhr.q12.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_varhr.total.q12_sec\" with error "
-     "code= "},
-    {"reading.1sec.energy.uncomp_varhr.q34.total.sec",
-     "reading.1sec.energy.uncomp_varhr.q34.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_varhr.total.q34_sec\" with error "
-     "code= "},
+     "reading.1sec.energy.uncomp_watthr.q14.total.sec", "reading.1sec.energy.watthr.total.q23_sec"},
+    {"reading.1sec.energy.uncomp_varhr.q12.total.sec", nullptr,
+     "reading.1sec.energy.uncomp_varhr.total.q12_sec"},
+    {"reading.1sec.energy.uncomp_varhr.q34.total.sec", nullptr,
+     "reading.1sec.energy.uncomp_varhr.total.q34_sec"},
     {"reading.1sec.energy.uncomp_vahr.total.sec", "reading.1sec.energy.uncomp_vahr.total.total.sec",
-     "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_vahr.total.q1234\" with error "
-     "code= "},
-    {"reading.demand.current.watt.q14.total", "reading.demand.current.watt.q14.total",
-     "dm_read_flt64 error on key \"core.interval.demand.watt.q14\" with error code= "},
-    {"reading.demand.current.watt.q14.total.sec", "reading.demand.current.watt.q14.total.sec",
-     "dm_read_flt64 error on key \"core.interval.demand.watt.q14.sec\" with error code= "},
-    {"reading.demand.current.watt.q23.total", "reading.demand.current.watt.q23.total",
-     "dm_read_flt64 error on key \"core.interval.demand.watt.q23\" with error code= "},
-    {"reading.demand.current.watt.q23.total.sec", "reading.demand.current.watt.q23.total.sec",
-     "dm_read_flt64 error on key \"core.interval.demand.watt.q23.sec\" with error code= "},
-    {"reading.demand.current.var.q12.total", "reading.demand.current.var.q12.total",
-     "dm_read_flt64 error on key \"core.interval.demand.var.q12\" with error code= "},
-    {"reading.demand.current.var.q12.total.sec", "reading.demand.current.var.q12.total.sec",
-     "dm_read_flt64 error on key \"core.interval.demand.var.q34.sec\" with error code= "},
-    {"reading.demand.current.var.q34.total", "reading.demand.current.var.q34.total",
-     "dm_read_flt64 error on key \"core.interval.demand.var.q34\" with error code= "},
-    {"reading.demand.current.var.q34.total.sec", "reading.demand.current.var.q34.total.sec",
-     "dm_read_flt64 error on key \"core.interval.demand.var.q34.sec\" with error code= "},
-    {"reading.demand.current.va.total.total", "reading.demand.current.va.total.total",
-     "dm_read_flt64 error on key \"core.interval.demand.va.total.total\" with error code= "},
-    {"reading.demand.current.va.total.total.sec", "reading.demand.current.va.total.total.sec",
-     "dm_read_flt64 error on key \"core.interval.demand.va.total.total.sec\" with error code= "},
+     "reading.1sec.energy.uncomp_vahr.total.q1234"},
+    {"reading.demand.current.watt.q14.total", nullptr, "core.interval.demand.watt.q14"},
+    {"reading.demand.current.watt.q14.total.sec", nullptr, "core.interval.demand.watt.q14.sec"},
+    {"reading.demand.current.watt.q23.total", nullptr, "core.interval.demand.watt.q23"},
+    {"reading.demand.current.watt.q23.total.sec", nullptr, "core.interval.demand.watt.q23.sec"},
+    {"reading.demand.current.var.q12.total", nullptr, "core.interval.demand.var.q12"},
+    {"reading.demand.current.var.q12.total.sec", nullptr, "core.interval.demand.var.q34.sec"},
+    {"reading.demand.current.var.q34.total", nullptr, "core.interval.demand.var.q34"},
+    {"reading.demand.current.var.q34.total.sec", nullptr, "core.interval.demand.var.q34.sec"},
+    {"reading.demand.current.va.total.total", nullptr, "core.interval.demand.va.total.total"},
+    {"reading.demand.current.va.total.total.sec", nullptr,
+     "core.interval.demand.va.total.total.sec"},
 };
 
 // Positions in floats_ of the groups of the key table.
@@ -150,7 +132,11 @@ void EnergyUpdate::addFloatKeys() {
     const int entry = (i == kDemandVa) ? kDemandVaSec : i;
     keys().addLookup(floats_[entry], kFloatKeyTable[i].key, kFloatKeyTable[i].lookupName);
   }
-  for (int i : kFloatReadOrder) keys().addRead(floats_[i], kFloatKeyTable[i].readMessage);
+  for (int i : kFloatReadOrder) {
+    const FloatKey& row = kFloatKeyTable[i];
+    const char* named = row.messageName != nullptr ? row.messageName : row.key;
+    keys().addRead(floats_[i], keys().keepf(kFloatReadMessage, named));
+  }
 }
 
 void EnergyUpdate::addCounterKeys() {
