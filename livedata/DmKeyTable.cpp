@@ -9,6 +9,11 @@ void DmKeyTable::add(DmRecordRef record, const char* key, const char* readMessag
   addRead(record, readMessage);
 }
 
+void DmKeyTable::addKeyed(DmRecordRef record, const char* key, const char* messageFormat,
+                          const char* reportedKey) {
+  add(record, key, keepf(messageFormat, key), reportedKey);
+}
+
 void DmKeyTable::addLookup(DmRecordRef record, const char* key, const char* reportedKey) {
   addLookup(*record.index(), key, reportedKey);
 }

@@ -51,6 +51,9 @@ class DmKeyTable {
   void add(DmRecordRef record, const char* key, const char* readMessage,
            const char* reportedKey = nullptr);
   void addLookup(DmRecordRef record, const char* key, const char* reportedKey = nullptr);
+  // add() with the read message made from messageFormat, whose one "%s" takes the key.
+  void addKeyed(DmRecordRef record, const char* key, const char* messageFormat,
+                const char* reportedKey = nullptr);
   // A lookup into a bare index (a key read through another record).
   void addLookup(unsigned int& index, const char* key, const char* reportedKey = nullptr);
   // A lookup that also sets bit in failures when it fails.

@@ -113,12 +113,12 @@ EnergyUpdate::EnergyUpdate()
   addPeakKeys(positivePeak_, "posmax");
   addPeakKeys(negativePeak_, "negmax");
   addFrameKeys(kEnergyFrameMessages);
-  k.add(energyResetTime_, "sys.timestamp.reset_energy",
-        "dm_read_flt64 error on \"sys.timestamp.reset_energy\" with error code= ");
-  k.add(accumulatorResetTime_, "sys.timestamp.reset_hsi_accumulator",
-        "dm_read_flt64 error on \"sys.timestamp.reset_hsi_accumulator\" with error code= ");
-  k.add(peakDemandResetTime_, "sys.timestamp.reset_demand_peak",
-        "dm_read_flt64 error on \"sys.timestamp.reset_demand_peak\" with error code= ");
+  k.addKeyed(energyResetTime_, "sys.timestamp.reset_energy",
+             "dm_read_flt64 error on \"%s\" with error code= ");
+  k.addKeyed(accumulatorResetTime_, "sys.timestamp.reset_hsi_accumulator",
+             "dm_read_flt64 error on \"%s\" with error code= ");
+  k.addKeyed(peakDemandResetTime_, "sys.timestamp.reset_demand_peak",
+             "dm_read_flt64 error on \"%s\" with error code= ");
   ratios_.addTo(k);
 }
 

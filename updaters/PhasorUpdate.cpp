@@ -17,11 +17,10 @@ PhasorUpdate::PhasorUpdate()
         "dm_read_flt64 error on data.iauxangle with error code= ");
   addFrameKeys(PhaseKeys::kFrameMessages);
   ratios_.addTo(k);
-  k.add(ptAuxRatio_, "dev.pt.aux.ratio",
-        "dm_read_uint32 error on dev.pt.aux.ratio with error code= ");
+  k.addKeyed(ptAuxRatio_, "dev.pt.aux.ratio", "dm_read_uint32 error on %s with error code= ");
   // The auxiliary CT ratio's lookup failure names the phase CT ratio.
-  k.add(ctAuxRatio_, "dev.ct.aux.ratio",
-        "dm_read_uint32 error on dev.ct.aux.ratio with error code= ", "dev.ct.abc.ratio");
+  k.addKeyed(ctAuxRatio_, "dev.ct.aux.ratio",
+             "dm_read_uint32 error on %s with error code= ", "dev.ct.abc.ratio");
 }
 
 // Ends the updater thread before the members it uses go away.

@@ -88,8 +88,8 @@ PollingUpdate::PollingUpdate()
   k.add(powerFactorDisplay_, "dev.pf_displayment.setting.string",
         "dm_read_STRING error on \"data.pf.method\" with error code= ");
   addFrameKeys(kCommonFrameMessages);
-  k.add(thermalPeakResetTime_, "sys.timestamp.reset_thermal_peak.max",
-        "dm_read_timestamp_b8 error on \"sys.timestamp.reset_thermal_peak.max\" with error code= ");
+  k.addKeyed(thermalPeakResetTime_, "sys.timestamp.reset_thermal_peak.max",
+             "dm_read_timestamp_b8 error on \"%s\" with error code= ");
   ratios_.addTo(k);
   addEnumerationKeys();
 }
