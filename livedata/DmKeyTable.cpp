@@ -31,6 +31,14 @@ void DmKeyTable::addRead(DmRecordRef record, const char* readMessage) {
   reads_.push_back(Read{record, readMessage, nullptr});
 }
 
+void DmKeyTable::addReadOfKey(DmRecordRef record, const char* messageFormat) {
+  const char* key = "";
+  for (const Lookup& row : lookups_) {
+    if (row.index == record.index()) key = row.key;
+  }
+  addRead(record, keepf(messageFormat, key));
+}
+
 void DmKeyTable::addReadWhile(const bool& onlyWhile, DmRecordRef record, const char* readMessage) {
   reads_.push_back(Read{record, readMessage, &onlyWhile});
 }

@@ -59,6 +59,9 @@ class DmKeyTable {
   // A lookup that also sets bit in failures when it fails.
   void addLookupMarking(DmRecordRef record, const char* key, unsigned& failures, unsigned bit);
   void addRead(DmRecordRef record, const char* readMessage);
+  // A read whose message is made from messageFormat, whose one "%s" takes the
+  // key the record was looked up with (an earlier lookup row of the record).
+  void addReadOfKey(DmRecordRef record, const char* messageFormat);
   // A read done only while onlyWhile is true when the row's turn comes.
   void addReadWhile(const bool& onlyWhile, DmRecordRef record, const char* readMessage);
 

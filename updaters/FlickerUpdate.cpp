@@ -27,18 +27,10 @@ const char* const kTimeKeys[2] = {"reading.flicker.timestamp.pst",
 const char kSeverityTimeMessage[] =
     "dm_read_zul_timestamp_b8 error on key \"rreading.1sec.time\" with error code= ";
 
-// Single-precision reads name the key in quotes.
-#define FLT32_MESSAGE(key) "dm_read_flt32 error on key \"" key "\" with error code= "
-#define TIMESTAMP_MESSAGE(key) "dm_read_zul_timestamp_b8 error on key \"" key "\" with error code= "
-const char* const kPinstMessages[3] = {FLT32_MESSAGE("reading.flicker.pinst.a"),
-                                       FLT32_MESSAGE("reading.flicker.pinst.b"),
-                                       FLT32_MESSAGE("reading.flicker.pinst.c")};
-const char* const kSeverityMessages[2][3] = {
-    {FLT32_MESSAGE("reading.flicker.pst.a"), FLT32_MESSAGE("reading.flicker.pst.b"),
-     FLT32_MESSAGE("reading.flicker.pst.c")},
-    {FLT32_MESSAGE("reading.flicker.plt.a"), FLT32_MESSAGE("reading.flicker.plt.b"),
-     FLT32_MESSAGE("reading.flicker.plt.c")},
-};
+// Read messages that name the record's key in quotes.
+const char kFlt32Message[] = "dm_read_flt32 error on key \"%s\" with error code= ";
+const char kTimestampMessage[] = "dm_read_zul_timestamp_b8 error on key \"%s\" with error code= ";
+const char kUint32Message[] = "dm_read_uint32 error on key \"%s\" with error code= ";
 
 }  // namespace
 
@@ -67,16 +59,15 @@ void FlickerUpdate::addPlainKeys() {
   for (int p = 0; p < 3; ++p) k.addLookup(pinst_[p], kPinstKeys[p]);
   for (int p = 0; p < 3; ++p) voltages_.addLookup(k, Voltages::kPhaseToNeutral, p);
   for (int p = 0; p < 3; ++p) voltages_.addLookup(k, Voltages::kPhaseToPhase, p);
-  voltages_.setReadMessages(k, FLT32_MESSAGE("%s"));
-  k.addRead(resetPeakTime_, TIMESTAMP_MESSAGE("sys.timestamp.reset_flicker_peak"));
-  k.addRead(runtimeTime_, TIMESTAMP_MESSAGE("reading.time.ltc"));
-  k.addRead(pltCountdown_, TIMESTAMP_MESSAGE("reading.flicker.countdown_sec.plt"));
-  k.addRead(pstCountdown_, TIMESTAMP_MESSAGE("reading.flicker.countdown_sec.pst"));
-  k.addRead(frequencyType_,
-            "dm_read_uint32 error on key \"sys.enumeration.frequency_type\" with error code= ");
-  k.addRead(frequency_, FLT32_MESSAGE("reading.1sec.freq"));
-  k.addRead(nominalVoltage_, FLT32_MESSAGE("setting.en50160.nominal_voltage"));
-  for (int p = 0; p < 3; ++p) k.addRead(pinst_[p], kPinstMessages[p]);
+  voltages_.setReadMessages(k, kFlt32Message);
+  k.addReadOfKey(resetPeakTime_, kTimestampMessage);
+  k.addReadOfKey(runtimeTime_, kTimestampMessage);
+  k.addReadOfKey(pltCountdown_, kTimestampMessage);
+  k.addReadOfKey(pstCountdown_, kTimestampMessage);
+  k.addReadOfKey(frequencyType_, kUint32Message);
+  k.addReadOfKey(frequency_, kFlt32Message);
+  k.addReadOfKey(nominalVoltage_, kFlt32Message);
+  for (int p = 0; p < 3; ++p) k.addReadOfKey(pinst_[p], kFlt32Message);
   plainReads_ = k.readCount();
 }
 
@@ -94,7 +85,7 @@ void FlickerUpdate::addSeverityKeys(int kind) {
   for (int p = 0; p < 3; ++p) {
     Severity& severity = severity_[kind][p];
     if (kind != kPst || p != 0) k.addLookup(severity.value, kSeverityKeys[kind][p]);
-    k.addRead(severity.value, kSeverityMessages[kind][p]);
+    k.addReadOfKey(severity.value, kFlt32Message);
     addExtremeKeys(kind, p, severity.max, "max");
     addExtremeKeys(kind, p, severity.min, "min");
   }
