@@ -8,18 +8,15 @@ namespace {
 
 // Sequence keys, voltage then current, zero/positive/negative with magnitude
 // before angle; the read error texts name the key without quotes.
-#define SEQUENCE_KEY(key)        \
-  {"reading.3secs.symcomp." key, \
-   "dm_read_flt64 error on reading.3secs.symcomp." key " with error code= "}
-const char* const kSequenceKeys[2][3][2][2] = {
-    {{SEQUENCE_KEY("volt.zeroseq.mag"), SEQUENCE_KEY("volt.zeroseq.phase")},
-     {SEQUENCE_KEY("volt.posseq.mag"), SEQUENCE_KEY("volt.posseq.phase")},
-     {SEQUENCE_KEY("volt.negseq.mag"), SEQUENCE_KEY("volt.negseq.phase")}},
-    {{SEQUENCE_KEY("current.zeroseq.mag"), SEQUENCE_KEY("current.zeroseq.phase")},
-     {SEQUENCE_KEY("current.posseq.mag"), SEQUENCE_KEY("current.posseq.phase")},
-     {SEQUENCE_KEY("current.negseq.mag"), SEQUENCE_KEY("current.negseq.phase")}},
+const char* const kSequenceKeys[2][3][2] = {
+    {{"reading.3secs.symcomp.volt.zeroseq.mag", "reading.3secs.symcomp.volt.zeroseq.phase"},
+     {"reading.3secs.symcomp.volt.posseq.mag", "reading.3secs.symcomp.volt.posseq.phase"},
+     {"reading.3secs.symcomp.volt.negseq.mag", "reading.3secs.symcomp.volt.negseq.phase"}},
+    {{"reading.3secs.symcomp.current.zeroseq.mag", "reading.3secs.symcomp.current.zeroseq.phase"},
+     {"reading.3secs.symcomp.current.posseq.mag", "reading.3secs.symcomp.current.posseq.phase"},
+     {"reading.3secs.symcomp.current.negseq.mag", "reading.3secs.symcomp.current.negseq.phase"}},
 };
-#undef SEQUENCE_KEY
+const char kSequenceMessage[] = "dm_read_flt64 error on %s with error code= ";
 
 const char* const kSequenceNames[3] = {"zero_sequence", "positive_sequence",
                                        "negative_sequence"};
@@ -34,9 +31,8 @@ SymmUpdate::SymmUpdate()
   Sequence* const quantities[2] = {voltage_, current_};
   for (int q = 0; q < 2; ++q) {
     for (int s = 0; s < 3; ++s) {
-      const char* const(&rows)[2][2] = kSequenceKeys[q][s];
-      k.add(quantities[q][s].magnitude, rows[0][0], rows[0][1]);
-      k.add(quantities[q][s].angle, rows[1][0], rows[1][1]);
+      k.addKeyed(quantities[q][s].magnitude, kSequenceKeys[q][s][0], kSequenceMessage);
+      k.addKeyed(quantities[q][s].angle, kSequenceKeys[q][s][1], kSequenceMessage);
     }
   }
   addFrameKeys(PhaseKeys::kFrameMessages);

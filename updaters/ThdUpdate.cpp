@@ -36,14 +36,9 @@ const char* const kDistortionMessages[6][3] = {
 };
 #undef DISTORTION_MESSAGES
 // Voltage and current reads name their keys in quotes.
-#define QUOTED_MESSAGE(key) "dm_read_flt64 error on \"" key "\" with error code= "
-const char kVoltageMessage[] = QUOTED_MESSAGE("%s");
-const char* const kCurrentKeys[3][2] = {
-    {"reading.1sec.current.a", QUOTED_MESSAGE("reading.1sec.current.a")},
-    {"reading.1sec.current.b", QUOTED_MESSAGE("reading.1sec.current.b")},
-    {"reading.1sec.current.c", QUOTED_MESSAGE("reading.1sec.current.c")},
-};
-#undef QUOTED_MESSAGE
+const char kQuotedKeyMessage[] = "dm_read_flt64 error on \"%s\" with error code= ";
+const char* const kCurrentKeys[3] = {"reading.1sec.current.a", "reading.1sec.current.b",
+                                     "reading.1sec.current.c"};
 
 // The harmonic arrays in document order: magnitude then phase of each channel.
 struct HarmonicArray {
@@ -72,10 +67,10 @@ ThdUpdate::ThdUpdate()
     voltages_.addLookup(k, Voltages::kPhaseToPhase, p);
   }
   for (int p = 0; p < 3; ++p) {
-    k.addLookup(current_[p], kCurrentKeys[p][0]);
+    k.addLookup(current_[p], kCurrentKeys[p]);
     addDistortionLookups(3 + p, currentDistortion_[p]);
   }
-  voltages_.setReadMessages(k, kVoltageMessage);
+  voltages_.setReadMessages(k, kQuotedKeyMessage);
   // Reads: phase A's distortion comes before the voltages (see getData), B's
   // and C's after them; then each current with its distortion.
   addDistortionReads(0, voltageDistortion_[0]);
@@ -83,7 +78,7 @@ ThdUpdate::ThdUpdate()
   addDistortionReads(1, voltageDistortion_[1]);
   addDistortionReads(2, voltageDistortion_[2]);
   for (int p = 0; p < 3; ++p) {
-    k.addRead(current_[p], kCurrentKeys[p][1]);
+    k.addReadOfKey(current_[p], kQuotedKeyMessage);
     addDistortionReads(3 + p, currentDistortion_[p]);
   }
   addFrameKeys(kCommonFrameMessages);
