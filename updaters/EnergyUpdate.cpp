@@ -63,21 +63,6 @@ constexpr int kDemandVaSec = 21;
 const int kFloatReadOrder[EnergyUpdate::kFloatKeys] = {0,  1,  3,  2,  4,  5,  6,  8,  7,  9,  10,
                                                        11, 12, 13, 14, 15, 16, 17, 18, 19, 20, 21};
 
-#define COUNTER(kind, n, name, i) \
-  {"reading.1sec.accum." kind "." #n, \
-   "dm_read_uint64 error on \"" name "[" #i "]\" with error code= "}
-const char* const kAccumulatorKeys[8][2] = {
-    COUNTER("hsi", 1, "accumulator", 0), COUNTER("hsi", 2, "accumulator", 1),
-    COUNTER("hsi", 3, "accumulator", 2), COUNTER("hsi", 4, "accumulator", 3),
-    COUNTER("hsi", 5, "accumulator", 4), COUNTER("hsi", 6, "accumulator", 5),
-    COUNTER("hsi", 7, "accumulator", 6), COUNTER("hsi", 8, "accumulator", 7),
-};
-const char* const kAggregatorKeys[4][2] = {
-    COUNTER("agg", 1, "aggregator", 0), COUNTER("agg", 2, "aggregator", 1),
-    COUNTER("agg", 3, "aggregator", 2), COUNTER("agg", 4, "aggregator", 3),
-};
-#undef COUNTER
-
 // The frame keys' read errors name the flt64 read: the firmware's texts.
 const char* const kEnergyFrameMessages[3] = {
     "dm_read_flt64 error on \"dev.designation\" with error code= ",
@@ -139,13 +124,19 @@ void EnergyUpdate::addFloatKeys() {
   }
 }
 
+// Pulse counters: key "reading.1sec.accum.KIND.N" (N from 1), read error naming
+// "NAME[N - 1]".
 void EnergyUpdate::addCounterKeys() {
-  for (int i = 0; i < 8; ++i) {
-    keys().add(accumulators_[i], kAccumulatorKeys[i][0], kAccumulatorKeys[i][1]);
-  }
-  for (int i = 0; i < 4; ++i) {
-    keys().add(aggregators_[i], kAggregatorKeys[i][0], kAggregatorKeys[i][1]);
-  }
+  DmKeyTable& k = keys();
+  auto addCounters = [&k](DmKey<unsigned long long>* counters, int count, const char* kind,
+                          const char* name) {
+    for (int i = 0; i < count; ++i) {
+      k.add(counters[i], k.keepf("reading.1sec.accum.%s.%d", kind, i + 1),
+            k.keepf("dm_read_uint64 error on \"%s[%d]\" with error code= ", name, i));
+    }
+  };
+  addCounters(accumulators_, 8, "hsi", "accumulator");
+  addCounters(aggregators_, 4, "agg", "aggregator");
 }
 
 // Value, validity and time of the peak whose keys start with bound; the three
