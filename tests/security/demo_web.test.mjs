@@ -1,4 +1,5 @@
-// scripts/demo run by root on a free loopback port with a 10 ms update period:
+// scripts/demo run by root on a free loopback port, the simulator and the
+// documents at 10 ms periods:
 // lighttpd runs as www-data shut into DIR/www, serves no link, no dotfile and
 // no "~" backup, answers only GET and HEAD, sends the security headers on every
 // response, what the demo made is closed to other users, and
@@ -52,7 +53,8 @@ test("the demo's web server, run by root", { skip }, async (t) => {
   const victim = makeVictim(root);
   const port = await freePort();
   const base = `http://127.0.0.1:${port}`;
-  const demo = new RunningDemo(dir, ['--port', String(port), '--period', String(PERIOD_MS)]);
+  const demo = new RunningDemo(dir, ['--port', String(port), '--period', String(PERIOD_MS)],
+    ['--period', String(PERIOD_MS)]);
   t.after(async () => {
     await demo.stop();
     if (!process.env.LDU_SECURITY_KEEP) fs.rmSync(root, { recursive: true, force: true });
