@@ -71,20 +71,27 @@ int openPidFile(const std::string& path) {
     }
     return -1;
   }
-  int fd = name.empty() ? -1
-                        : openat(directoryFd, name.c_str(),
-                                 O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
-                                 0644);
+  // What stands at the name is looked at first, for a clear refusal; the
+  // open's own flags still hold if it is swapped meanwhile.
+  struct stat st;
+  const char* refusal = nullptr;
+  if (name.empty()) {
+    refusal = "it names a directory";
+  } else if (fstatat(directoryFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (S_ISLNK(st.st_mode)) refusal = "it is a symbolic link";
+    else if (!S_ISREG(st.st_mode)) refusal = "it is not a regular file";
+  }
+  int fd = refusal != nullptr
+               ? -1
+               : openat(directoryFd, name.c_str(),
+                        O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
   int error = errno;
   close(directoryFd);
   if (fd < 0) {
-    if (error == ELOOP) {
-      fprintf(stderr, "pid file %s not written: it is a symbolic link\n", path.c_str());
-    }
+    if (refusal == nullptr && (error == ELOOP || error == ENXIO)) refusal = "it is not a regular file";
+    if (refusal != nullptr) fprintf(stderr, "pid file %s not written: %s\n", path.c_str(), refusal);
     return -1;
   }
-  struct stat st;
-  const char* refusal = nullptr;
   if (fstat(fd, &st) != 0) {
     refusal = "";
   } else if (!S_ISREG(st.st_mode)) {

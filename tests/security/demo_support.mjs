@@ -123,10 +123,10 @@ export async function waitFor(what, fn, timeoutMs, stepMs = 100) {
 
 // A running demo in its own process group; stop() ends it as Ctrl-C would.
 export class RunningDemo {
-  constructor(dir, args) {
+  constructor(dir, args, simulatorArgs = []) {
     this.dir = dir;
     this.output = '';
-    this.child = spawn(DEMO, [...args, dir], {
+    this.child = spawn(DEMO, [...args, dir, '--', ...simulatorArgs], {
       env: { ...process.env, STAGE_DIR: STAGE }, stdio: ['ignore', 'pipe', 'pipe'], detached: true,
     });
     this.child.stdout.on('data', (chunk) => { this.output += chunk; });

@@ -1,12 +1,15 @@
-// scripts/demo run by root on a free loopback port with a 10 ms update period:
+// scripts/demo run by root on a free loopback port, the simulator and the
+// documents at 10 ms periods:
 // lighttpd runs as www-data shut into DIR/www, serves no link, no dotfile and
 // no "~" backup, answers only GET and HEAD, sends the security headers on every
 // response, what the demo made is closed to other users, and
 // polling_data.json read through lighttpd at 10 ms periods always arrives
 // whole and parses. Ctrl-C leaves nothing running.
 //
-// LDU_SECURITY_READS: reads of the document (default 20000; 100000 for the
-// long figure). LDU_SECURITY_OUT: a file for the read figures (JSON).
+// LDU_SECURITY_READS: reads of the document in all (default 20000);
+// LDU_SECURITY_READERS: connections reading side by side, each at 10 ms
+// periods (default 1; 100000 reads by 5 readers take as long as 20000 by one).
+// LDU_SECURITY_OUT: a file for the read figures (JSON).
 
 import { test } from 'node:test';
 import assert from 'node:assert/strict';
@@ -19,6 +22,7 @@ import {
 
 const skip = skipReason() || false;
 const READS = Number(process.env.LDU_SECURITY_READS || 20000);
+const READERS = Number(process.env.LDU_SECURITY_READERS || 1);
 const PERIOD_MS = 10;
 
 const SECURITY_HEADERS = {
@@ -52,7 +56,8 @@ test("the demo's web server, run by root", { skip }, async (t) => {
   const victim = makeVictim(root);
   const port = await freePort();
   const base = `http://127.0.0.1:${port}`;
-  const demo = new RunningDemo(dir, ['--port', String(port), '--period', String(PERIOD_MS)]);
+  const demo = new RunningDemo(dir, ['--port', String(port), '--period', String(PERIOD_MS)],
+    ['--period', String(PERIOD_MS)]);
   t.after(async () => {
     await demo.stop();
     if (!process.env.LDU_SECURITY_KEEP) fs.rmSync(root, { recursive: true, force: true });
@@ -156,31 +161,38 @@ test("the demo's web server, run by root", { skip }, async (t) => {
       const failures = { status: 0, cut: 0, unparsed: 0 };
       let first = '';
       const started = Date.now();
-      for (let i = 0; i < READS; i += 1) {
-        const due = started + i * PERIOD_MS;
-        if (Date.now() < due) await sleep(due - Date.now());
-        let kind = '';
-        try {
-          const response = await fetch(url);
-          const text = await response.text();
-          if (response.status !== 200) kind = 'status';
-          else {
-            try {
-              JSON.parse(text);
-            } catch {
-              kind = 'unparsed';
+      // One reader: its reads are due every PERIOD_MS from its start (the
+      // readers' starts spread over one period), each counted as failed when its status is not 200, it arrives cut or its
+      // text does not parse.
+      const reader = async (reads, offsetMs) => {
+        for (let i = 0; i < reads; i += 1) {
+          const due = started + offsetMs + i * PERIOD_MS;
+          if (Date.now() < due) await sleep(due - Date.now());
+          let kind = '';
+          try {
+            const response = await fetch(url);
+            const text = await response.text();
+            if (response.status !== 200) kind = 'status';
+            else {
+              try {
+                JSON.parse(text);
+              } catch {
+                kind = 'unparsed';
+              }
             }
+            if (kind && !first) first = `${response.status} ${JSON.stringify(text.slice(0, 80))}`;
+          } catch (error) {
+            kind = 'cut';
+            if (!first) first = String(error.cause || error);
           }
-          if (kind && !first) first = `${response.status} ${JSON.stringify(text.slice(0, 80))}`;
-        } catch (error) {
-          kind = 'cut';
-          if (!first) first = String(error.cause || error);
+          if (kind) failures[kind] += 1;
         }
-        if (kind) failures[kind] += 1;
-      }
+      };
+      const shares = Array.from({ length: READERS }, (_, i) => Math.floor((READS + i) / READERS));
+      await Promise.all(shares.map((reads, i) => reader(reads, (i * PERIOD_MS) / READERS)));
       const failed = failures.status + failures.cut + failures.unparsed;
       const figures = {
-        reads: READS, failed, ...failures, periodMs: PERIOD_MS, seconds: (Date.now() - started) / 1000,
+        reads: READS, readers: READERS, failed, ...failures, periodMs: PERIOD_MS, seconds: (Date.now() - started) / 1000,
         date: new Date().toISOString(), host: os.hostname(), cpus: os.cpus().length, first,
       };
       st.diagnostic(JSON.stringify(figures));
