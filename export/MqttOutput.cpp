@@ -17,7 +17,9 @@ namespace {
 constexpr int kKeepaliveSeconds = 30;
 constexpr int kFirstRetryMs = 1000;
 constexpr int kLongestRetryMs = 5000;
-constexpr int kLoopTimeoutMs = 100;
+// Messages queued by the reading thread wake the loop at once; the timeout only
+// paces keepalive checks and how soon a stop is seen.
+constexpr int kLoopTimeoutMs = 1000;
 constexpr size_t kPasswordFileLimit = 4096;
 constexpr size_t kStateCapacity = 8 * 1024;
 constexpr size_t kDiscoveryCapacity = 4 * 1024;
