@@ -233,7 +233,13 @@ void MqttOutput::onDisconnect(int code) {
   pendingStateMid_ = -1;
 }
 
-void MqttOutput::onPublish(int mid) { sentMid_ = mid; }
+void MqttOutput::onPublish(int mid) {
+  // QoS 1 acknowledgements may come after later QoS 0 messages have left:
+  // the mark only moves forward.
+  int sent = sentMid_.load();
+  while ((sent < 0 || !atOrAfter(sent, mid)) && !sentMid_.compare_exchange_weak(sent, mid)) {
+  }
+}
 
 void MqttOutput::onMessage(const mosquitto_message* message) {
   if (message->topic == nullptr || statusTopic_ != message->topic) return;

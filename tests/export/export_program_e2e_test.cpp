@@ -51,6 +51,7 @@ TEST(ExportProgram, BadCommandLinesAreOneLineAndStatus2) {
 }
 
 TEST(ExportProgram, UnreadablePasswordFileIsOneLineAndStatus2) {
+  if (!LDX_WITH_MQTT) GTEST_SKIP() << "livedata_export built without libmosquitto";
   TempDir dir;
   testsupport::makeDirs(dir.file("adir"));
   for (const std::string& file : {dir.file("missing"), dir.file("adir")}) {

@@ -121,6 +121,7 @@ TEST(ExportPrometheus, ScrapedThroughLighttpdByARealPrometheus) {
 class ExportMqtt : public testing::Test {
  protected:
   void SetUp() override {
+    if (!LDX_WITH_MQTT) GTEST_SKIP() << "livedata_export built without libmosquitto";
     map_ = makeMap(dir_);
     port_ = freePort();
     broker_ = startBroker(dir_, port_);
@@ -241,6 +242,15 @@ TEST_F(ExportMqtt, DiscoveryStateAvailabilityAndTheLastWill) {
 
   running->stop(SIGKILL);
   EXPECT_TRUE(waitFor([&] { return retainedMessage(port_, kBase + "/availability") == "offline"; }));
+}
+
+TEST_F(ExportMqtt, StatesKeepComingAfterTheDiscoveryBurstAtTheShortestPeriod) {
+  // At 10 ms the first states leave while the configs' acknowledgements are
+  // still coming in.
+  auto running = exporter({"--interval", "10"});
+  EXPECT_TRUE(waitFor([&] { return messages(kBase + "/state").size() >= 100; }, 10s))
+      << messages(kBase + "/state").size() << " states\n" << running->err();
+  EXPECT_EQ(0, running->stop(SIGTERM).exitCode);
 }
 
 TEST_F(ExportMqtt, CleanStopPublishesOfflineAndExits0) {
