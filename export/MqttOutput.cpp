@@ -92,7 +92,10 @@ void waitFor(const std::function<bool()>& done, int milliseconds) {
 MqttOutput::MqttOutput(const ExportOptions& options, FILE* log)
     : options_(options), log_(log), state_(kStateCapacity), discovery_(kDiscoveryCapacity) {}
 
-MqttOutput::~MqttOutput() { stop(); }
+MqttOutput::~MqttOutput() {
+  stop();
+  if (libraryReady_) mosquitto_lib_cleanup();
+}
 
 base::Status MqttOutput::prepare() {
   if (!options_.mqttPasswordFile.empty()) {
@@ -111,6 +114,7 @@ base::Status MqttOutput::prepare() {
     close(fd);
   }
   mosquitto_lib_init();
+  libraryReady_ = true;
   return base::Status::Ok();
 }
 

@@ -85,6 +85,7 @@ class MqttOutput {
   ExportOptions options_;
   FILE* log_;
   std::string password_;
+  bool libraryReady_ = false;  // mosquitto_lib_init ran
   bool started_ = false;
   bool startFailed_ = false;
   MeterIdentity identity_;
