@@ -201,6 +201,7 @@ void MqttOutput::networkLoop() {
     waitBeforeRetry(retryMs);
     retryMs = std::min(retryMs * 2, kLongestRetryMs);
   }
+  networkDone_ = true;
 }
 
 void MqttOutput::sendDiscovery() {
@@ -318,7 +319,18 @@ void MqttOutput::stop() {
   stopping_ = true;
   running_ = false;
   wake_.notify_all();
-  if (network_.joinable()) network_.join();
+  if (network_.joinable()) {
+    // A name lookup or TLS handshake inside the library is not interruptible:
+    // the process is ending, so a thread still inside after 2 s is left there.
+    waitFor([&] { return networkDone_.load(); }, 2000);
+    if (!networkDone_.load()) {
+      fprintf(log_, "livedata_export: mqtt: the network thread did not end; leaving it\n");
+      network_.detach();
+      client_ = nullptr;
+      return;
+    }
+    network_.join();
+  }
   mosquitto_destroy(client_);
   client_ = nullptr;
 }

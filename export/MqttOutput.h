@@ -56,7 +56,8 @@ class MqttOutput {
   void publish(const Snapshot& snapshot);
 
   // Publishes "offline" (retained) when connected, disconnects cleanly and
-  // ends the network thread; waits at most about 2 s for the broker.
+  // ends the network thread; waits at most about 2 s for the broker and 2 s
+  // for the thread (one stuck in a name lookup is left to the process's end).
   void stop();
 
   // Counters for tests and benchmarks.
@@ -100,6 +101,7 @@ class MqttOutput {
   std::atomic<bool> running_{false};
   std::atomic<bool> connected_{false};
   std::atomic<bool> stopping_{false};
+  std::atomic<bool> networkDone_{false};  // networkLoop returned
   std::atomic<int> pendingStateMid_{-1};  // mid of the last queued state, -1: none
   std::atomic<int> sentMid_{-1};          // mid of the last message that left
   std::atomic<unsigned long long> statesQueued_{0};
