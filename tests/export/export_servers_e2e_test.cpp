@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <signal.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cmath>
@@ -69,13 +70,16 @@ TEST(ExportPrometheus, ScrapedThroughLighttpdByARealPrometheus) {
   std::string file = dir.file("metrics.prom");
   auto exporter = startExporter(map, {"--prometheus", file, "--interval", "200"});
 
-  // lighttpd with the demo's configuration, /metrics included.
+  // lighttpd with the demo's configuration, /metrics included. Started as root
+  // it runs as www-data, which must enter the directory; its errors go to its
+  // standard error.
   int webPort = freePort();
+  ASSERT_EQ(0, chmod(dir.path().c_str(), 0755));
   testsupport::makeDirs(dir.file("htdocs"));
   testsupport::ProcessResult conf = testsupport::runProcess(
       {testsupport::sourcePath("scripts/web-conf"), "--htdocs", dir.file("htdocs"), "--www",
-       testsupport::sourcePath("web/www"), "--port", std::to_string(webPort), "--logdir",
-       dir.path(), "--metrics", file});
+       testsupport::sourcePath("web/www"), "--port", std::to_string(webPort), "--metrics",
+       file});
   ASSERT_EQ(0, conf.exitCode) << conf.err;
   testsupport::writeFile(dir.file("lighttpd.conf"), conf.out);
   ChildProcess web;
