@@ -94,7 +94,22 @@ test('the demo refuses DIR', { skip }, async (t) => {
   await t.test('that is a link another user made to a directory of root', () => {
     const link = path.join(open, 'link');
     asNobody(`ln -s '${victimDir}' '${link}'`);
-    expectRefusal([link], /symbolic link/, [open]);
+    expectRefusal([link], /link of another user/, [open]);
+    expectRefusal([`${link}/`], /link of another user/, [open]);
+  });
+
+  await t.test("that is root's own link, even given with a trailing slash", () => {
+    const link = path.join(root, 'own-link');
+    fs.symlinkSync(victimDir, link);
+    expectRefusal([link], /symbolic link/, [root]);
+    expectRefusal([`${link}//`], /symbolic link/, [root]);
+  });
+
+  await t.test('below a link another user made', () => {
+    const link = path.join(open, 'way');
+    asNobody(`ln -s '${path.dirname(victimDir)}' '${link}'`);
+    expectRefusal([path.join(link, 'dir')], /link of another user/, [open]);
+    expectRefusal([path.join(link, 'meter')], /link of another user/, [open]);
   });
 });
 
