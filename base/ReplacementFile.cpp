@@ -33,7 +33,7 @@ void ReplacementFile::closeDirectory() {
   directoryFd_ = -1;
 }
 
-Status ReplacementFile::begin(const char* path) {
+Status ReplacementFile::begin(const char* path, mode_t createMode) {
   discard();
   size_t length = strlen(path);
   if (length == 0 || length >= sizeof path_) return Status::Error(path, "path too long");
@@ -64,6 +64,7 @@ Status ReplacementFile::begin(const char* path) {
   }
   directoryOwner_ = status.st_uid;
   directoryGroup_ = status.st_gid;
+  directorySetsGroup_ = (status.st_mode & S_ISGID) != 0;
   if (fstatat(directoryFd_, name_, &status, AT_SYMLINK_NOFOLLOW) == 0) {
     if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
       closeDirectory();
@@ -84,7 +85,7 @@ Status ReplacementFile::begin(const char* path) {
     }
     fd_ = openat(directoryFd_, temporary_,
                  O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
-                 0600);
+                 createMode);
     if (fd_ >= 0) return Status::Ok();
     if (errno != EEXIST) break;
   }
@@ -105,7 +106,15 @@ Status ReplacementFile::setMode(mode_t mode) {
   return Status::Ok();
 }
 
-Status ReplacementFile::giveDirectoryOwner() { return setOwner(directoryOwner_, directoryGroup_); }
+Status ReplacementFile::giveDirectoryOwner() {
+  // A new file already belongs to this process's user, and to its group or,
+  // in a set-group-ID directory, to the directory's.
+  if (fd_ >= 0 && directoryOwner_ == geteuid() &&
+      (directorySetsGroup_ || directoryGroup_ == getegid())) {
+    return Status::Ok();
+  }
+  return setOwner(directoryOwner_, directoryGroup_);
+}
 
 Status ReplacementFile::setOwner(uid_t owner, gid_t group) {
   if (fd_ < 0 || fchown(fd_, owner, group) != 0) return failure("fchown", fd_ < 0 ? EBADF : errno);

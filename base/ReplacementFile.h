@@ -6,14 +6,16 @@
 // Contract:
 //  - begin() opens the directory, looks at what stands at the name without
 //    following it, and creates the temporary ".NAME.PID.N" with
-//    O_CREAT|O_EXCL|O_NOFOLLOW (mode 0600 until setMode). It refuses (nothing
+//    O_CREAT|O_EXCL|O_NOFOLLOW, mode createMode less the umask (setMode sets
+//    an exact mode on the descriptor). It refuses (nothing
 //    created) when the directory cannot be opened or written, or when the name
 //    holds a directory, a FIFO, a device or a socket (step "not a regular
 //    file"); a regular file or a symbolic link at the name is replaced, the
 //    link's target is never touched;
 //  - the owner and mode are set on the open temporary (fchown, fchmod), never
 //    through a path; giveDirectoryOwner() applies the owner and group of the
-//    directory held open (fstat), so a link swapped in never redirects it;
+//    directory held open (fstat), so a link swapped in never redirects it (and
+//    makes no call when the temporary already has them);
 //  - commit() fsyncs, closes and renames the temporary over the name; on any
 //    failure (and in discard() and the destructor) the temporary is removed
 //    and the old file stays as it was;
@@ -47,7 +49,7 @@ class ReplacementFile {
 
   // Starts replacing path (see above). A replacement already begun is
   // discarded first.
-  Status begin(const char* path);
+  Status begin(const char* path, mode_t createMode = 0600);
   bool isOpen() const { return fd_ >= 0; }
   // The temporary's descriptor (-1 when none is open).
   int fd() const { return fd_; }
@@ -79,6 +81,7 @@ class ReplacementFile {
   int fd_ = -1;
   uid_t directoryOwner_ = 0;
   gid_t directoryGroup_ = 0;
+  bool directorySetsGroup_ = false;  // set-group-ID directory
   char path_[PATH_MAX] = {};
   const char* name_ = path_;   // last component, inside path_
   char temporary_[NAME_MAX + 1] = {};

@@ -46,7 +46,7 @@ DocumentFile::DocumentFile(size_t expectedSize) {
 
 namespace {
 
-// Readable by the web server, written by the daemon only.
+// Readable by the web server, written by the daemon only (less the umask).
 constexpr mode_t kDocumentMode = 0644;
 
 // Short name of an errno value for a log line ("ENOSPC"), or "" when unknown.
@@ -71,8 +71,8 @@ bool DocumentFile::open(const char* path) {
 bool DocumentFile::openKeepingOwner(const char* path) {
   if (replacement_.isOpen()) close();
   text_.clear();
-  if (!replacement_.begin(path).ok()) return false;
-  replacement_.setMode(kDocumentMode).ignore();
+  // 0644 under the daemon's umask (022).
+  if (!replacement_.begin(path, kDocumentMode).ok()) return false;
   path_.assign(path);
   return true;
 }

@@ -1,8 +1,9 @@
 // One JSON document of the web UI, replaced whole in every cycle.
 //
 // open() starts the replacement: it opens the document's directory and creates
-// a temporary file beside the document (base::ReplacementFile), mode 0644,
-// given the directory's owner and group through the descriptor. The text is
+// a temporary file beside the document (base::ReplacementFile), mode 0644
+// less the umask, given the directory's owner and group through the
+// descriptor. The text is
 // collected in a buffer that keeps its capacity from cycle to cycle; close()
 // writes it to the temporary in one write, flushes it with fsync and renames it
 // over the document. Readers find the previous document until the rename and
