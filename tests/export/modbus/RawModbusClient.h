@@ -31,7 +31,8 @@ class RawModbusClient {
   bool receive(size_t size, Bytes* out,
                std::chrono::milliseconds timeout = std::chrono::milliseconds(2000));
   // Reads one whole answer frame (header, then the rest).
-  bool receiveFrame(Bytes* out, std::chrono::milliseconds timeout = std::chrono::milliseconds(2000));
+  bool receiveFrame(Bytes* out,
+                    std::chrono::milliseconds timeout = std::chrono::milliseconds(2000));
   // True when the server closed the connection within timeout (end of stream
   // or reset; any bytes before it are skipped).
   bool closedByPeer(std::chrono::milliseconds timeout);
