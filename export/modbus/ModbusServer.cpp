@@ -107,7 +107,13 @@ base::Status ModbusServer::start() {
   if (options_.maxClients < 1) return base::Status::Error("modbus", "no client allowed");
   base::Status status = listenOn();
   if (!status.ok()) return status;
-  connections_ = std::vector<Connection>(static_cast<size_t>(options_.maxClients));
+  const size_t slots = static_cast<size_t>(options_.maxClients);
+  connections_ = std::vector<Connection>(slots);
+  buffers_.reset(new uint8_t[slots * (kInputCapacity + kOutputCapacity)]);
+  for (size_t i = 0; i < slots; ++i) {
+    connections_[i].in = buffers_.get() + i * (kInputCapacity + kOutputCapacity);
+    connections_[i].out = connections_[i].in + kInputCapacity;
+  }
   epollFd_ = epoll_create1(EPOLL_CLOEXEC);
   stopFd_ = eventfd(0, EFD_NONBLOCK | EFD_CLOEXEC);
   if (epollFd_ < 0 || stopFd_ < 0) {

@@ -19,6 +19,7 @@
 
 #include <atomic>
 #include <chrono>
+#include <memory>
 #include <string>
 #include <thread>
 #include <vector>
@@ -54,17 +55,19 @@ class ModbusServer {
   int openConnections() const { return open_.load(std::memory_order_relaxed); }
 
  private:
-  static constexpr size_t kInputCapacity = 4 * kMaxFrameSize;
-  static constexpr size_t kOutputCapacity = 16 * kMaxAnswerSize;
+  static constexpr size_t kInputCapacity = 2 * kMaxFrameSize;
+  static constexpr size_t kOutputCapacity = 8 * kMaxAnswerSize;
 
+  // The buffers live apart from the slots, in one block allocated at start
+  // and left untouched (so not resident) until a connection uses them.
   struct Connection {
     int fd = -1;
     int64_t lastRequestMs = 0;
     size_t inSize = 0;
     size_t outStart = 0;
     size_t outSize = 0;
-    uint8_t in[kInputCapacity];
-    uint8_t out[kOutputCapacity];
+    uint8_t* in = nullptr;   // kInputCapacity bytes
+    uint8_t* out = nullptr;  // kOutputCapacity bytes
   };
 
   base::Status listenOn();
@@ -80,6 +83,7 @@ class ModbusServer {
   ImageExchange* images_;
   ModbusServerOptions options_;
   std::vector<Connection> connections_;
+  std::unique_ptr<uint8_t[]> buffers_;
   int listenFd_ = -1;
   int epollFd_ = -1;
   int stopFd_ = -1;
