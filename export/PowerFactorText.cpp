@@ -32,6 +32,7 @@ bool parsePowerFactorText(const char* text, size_t size, double* value) {
   if (!std::isfinite(number) || number < 0 || number > 1) return false;
   p = after;
   while (p != end && isBlank(*p)) ++p;
+  if (p != end && p == after) return false;  // the word must stand apart
   const char* word = p;
   while (p != end && !isBlank(*p)) ++p;
   const char* wordEnd = p;
