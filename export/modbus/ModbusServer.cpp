@@ -256,13 +256,14 @@ void ModbusServer::service(Connection* c, int64_t nowMs) {
       closeConnection(c);
       return;
     }
-    const bool requestWaiting = findFrame(c->in, c->inSize).check == FrameCheck::kComplete;
-    if (blocked && requestWaiting && c->outSize + kMaxAnswerSize > kOutputCapacity) {
-      closeConnection(c);  // its answers are not being read
+    if (findFrame(c->in, c->inSize).check == FrameCheck::kComplete) {
+      // Requests wait for room in the output buffer: go on while sending made
+      // some; with the kernel's buffer and ours full, its answers are not being
+      // read.
+      if (!blocked || c->outSize + kMaxAnswerSize <= kOutputCapacity) continue;
+      closeConnection(c);
       return;
     }
-    if (requestWaiting && !blocked) continue;
-    if (c->inSize == kInputCapacity) return;  // wait until answers can go out
     const ssize_t received = recv(c->fd, c->in + c->inSize, kInputCapacity - c->inSize, 0);
     if (received > 0) {
       c->inSize += static_cast<size_t>(received);
