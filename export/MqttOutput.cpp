@@ -17,7 +17,9 @@ namespace {
 constexpr int kKeepaliveSeconds = 30;
 constexpr int kFirstRetryMs = 1000;
 constexpr int kLongestRetryMs = 5000;
-constexpr int kLoopTimeoutMs = 100;
+// Messages queued by the reading thread wake the loop at once; the timeout only
+// paces keepalive checks and how soon a stop is seen.
+constexpr int kLoopTimeoutMs = 1000;
 constexpr size_t kPasswordFileLimit = 4096;
 constexpr size_t kStateCapacity = 8 * 1024;
 constexpr size_t kDiscoveryCapacity = 4 * 1024;
@@ -90,7 +92,10 @@ void waitFor(const std::function<bool()>& done, int milliseconds) {
 MqttOutput::MqttOutput(const ExportOptions& options, FILE* log)
     : options_(options), log_(log), state_(kStateCapacity), discovery_(kDiscoveryCapacity) {}
 
-MqttOutput::~MqttOutput() { stop(); }
+MqttOutput::~MqttOutput() {
+  stop();
+  if (libraryReady_) mosquitto_lib_cleanup();
+}
 
 base::Status MqttOutput::prepare() {
   if (!options_.mqttPasswordFile.empty()) {
@@ -109,6 +114,7 @@ base::Status MqttOutput::prepare() {
     close(fd);
   }
   mosquitto_lib_init();
+  libraryReady_ = true;
   return base::Status::Ok();
 }
 
@@ -195,6 +201,7 @@ void MqttOutput::networkLoop() {
     waitBeforeRetry(retryMs);
     retryMs = std::min(retryMs * 2, kLongestRetryMs);
   }
+  networkDone_ = true;
 }
 
 void MqttOutput::sendDiscovery() {
@@ -231,7 +238,13 @@ void MqttOutput::onDisconnect(int code) {
   pendingStateMid_ = -1;
 }
 
-void MqttOutput::onPublish(int mid) { sentMid_ = mid; }
+void MqttOutput::onPublish(int mid) {
+  // QoS 1 acknowledgements may come after later QoS 0 messages have left:
+  // the mark only moves forward.
+  int sent = sentMid_.load();
+  while ((sent < 0 || !atOrAfter(sent, mid)) && !sentMid_.compare_exchange_weak(sent, mid)) {
+  }
+}
 
 void MqttOutput::onMessage(const mosquitto_message* message) {
   if (message->topic == nullptr || statusTopic_ != message->topic) return;
@@ -306,7 +319,18 @@ void MqttOutput::stop() {
   stopping_ = true;
   running_ = false;
   wake_.notify_all();
-  if (network_.joinable()) network_.join();
+  if (network_.joinable()) {
+    // A name lookup or TLS handshake inside the library is not interruptible:
+    // the process is ending, so a thread still inside after 2 s is left there.
+    waitFor([&] { return networkDone_.load(); }, 2000);
+    if (!networkDone_.load()) {
+      fprintf(log_, "livedata_export: mqtt: the network thread did not end; leaving it\n");
+      network_.detach();
+      client_ = nullptr;
+      return;
+    }
+    network_.join();
+  }
   mosquitto_destroy(client_);
   client_ = nullptr;
 }

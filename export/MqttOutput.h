@@ -56,14 +56,15 @@ class MqttOutput {
   void publish(const Snapshot& snapshot);
 
   // Publishes "offline" (retained) when connected, disconnects cleanly and
-  // ends the network thread; waits at most about 2 s for the broker.
+  // ends the network thread; waits at most about 2 s for the broker and 2 s
+  // for the thread (one stuck in a name lookup is left to the process's end).
   void stop();
 
   // Counters for tests and benchmarks.
   bool connected() const { return connected_.load(); }
-  unsigned long long statesQueued() const { return statesQueued_.load(); }
-  unsigned long long statesSkipped() const { return statesSkipped_.load(); }
-  unsigned long long connects() const { return connects_.load(); }
+  unsigned long statesQueued() const { return statesQueued_.load(); }
+  unsigned long statesSkipped() const { return statesSkipped_.load(); }
+  unsigned long connects() const { return connects_.load(); }
 
  private:
   base::Status start(const Snapshot& snapshot);
@@ -85,6 +86,7 @@ class MqttOutput {
   ExportOptions options_;
   FILE* log_;
   std::string password_;
+  bool libraryReady_ = false;  // mosquitto_lib_init ran
   bool started_ = false;
   bool startFailed_ = false;
   MeterIdentity identity_;
@@ -99,11 +101,12 @@ class MqttOutput {
   std::atomic<bool> running_{false};
   std::atomic<bool> connected_{false};
   std::atomic<bool> stopping_{false};
+  std::atomic<bool> networkDone_{false};  // networkLoop returned
   std::atomic<int> pendingStateMid_{-1};  // mid of the last queued state, -1: none
   std::atomic<int> sentMid_{-1};          // mid of the last message that left
-  std::atomic<unsigned long long> statesQueued_{0};
-  std::atomic<unsigned long long> statesSkipped_{0};
-  std::atomic<unsigned long long> connects_{0};
+  std::atomic<unsigned long> statesQueued_{0};
+  std::atomic<unsigned long> statesSkipped_{0};
+  std::atomic<unsigned long> connects_{0};
   std::mutex wakeMutex_;
   std::condition_variable wake_;
   std::string lastStateLine_;  // network thread only

@@ -41,7 +41,7 @@ class ReadingLoop {
   int intervalMs_;
   SnapshotReader reader_;
   Snapshot snapshot_;
-  Output outputs_[4];
+  Output outputs_[8];
   int outputCount_ = 0;
 };
 

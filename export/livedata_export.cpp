@@ -73,15 +73,16 @@ int main(int argc, char** argv) {
   loop.addOutput([&mapState](const ldexport::Snapshot& snapshot) {
     mapState.update(snapshot.mapOpen);
   });
+  // MQTT first: it only queues the state, while the file waits for its fsync.
+  if (mqtt) {
+    loop.addOutput([&mqtt](const ldexport::Snapshot& snapshot) { mqtt->publish(snapshot); });
+  }
   std::unique_ptr<ldexport::PrometheusFile> prometheus;
   if (!options.prometheusFile.empty()) {
     prometheus = std::make_unique<ldexport::PrometheusFile>(options.prometheusFile, stderr);
     loop.addOutput([&prometheus](const ldexport::Snapshot& snapshot) {
       prometheus->write(snapshot);
     });
-  }
-  if (mqtt) {
-    loop.addOutput([&mqtt](const ldexport::Snapshot& snapshot) { mqtt->publish(snapshot); });
   }
   std::unique_ptr<modbus::ModbusOutput> modbusOutput;
   if (options.modbusPort >= 0) {

@@ -51,6 +51,7 @@ TEST(ExportProgram, BadCommandLinesAreOneLineAndStatus2) {
 }
 
 TEST(ExportProgram, UnreadablePasswordFileIsOneLineAndStatus2) {
+  if (!LDX_WITH_MQTT) GTEST_SKIP() << "livedata_export built without libmosquitto";
   TempDir dir;
   testsupport::makeDirs(dir.file("adir"));
   for (const std::string& file : {dir.file("missing"), dir.file("adir")}) {
@@ -61,6 +62,33 @@ TEST(ExportProgram, UnreadablePasswordFileIsOneLineAndStatus2) {
     EXPECT_EQ(1, lineCount(result.err)) << result.err;
     EXPECT_NE(std::string::npos, result.err.find(file)) << result.err;
   }
+}
+
+TEST(ExportProgram, UnresolvableBrokerIsRetriedWithOneLineAndNeverStopsTheFile) {
+  if (!LDX_WITH_MQTT) GTEST_SKIP() << "livedata_export built without libmosquitto";
+  TempDir dir;
+  std::string map = makeMap(dir);
+  std::string file = dir.file("metrics.prom");
+  auto exporter = startExporter(
+      map, {"--prometheus", file, "--interval", "50", "--mqtt", "no-such-broker.invalid:1883"});
+  ASSERT_TRUE(waitFor([&] { return testsupport::fileExists(file); }));
+  ASSERT_TRUE(waitFor([&] { return exporter->err().find("cannot connect") != std::string::npos; },
+                      std::chrono::seconds(30)));
+  // Two more retries (1 and 2 s later) and many periods go by.
+  usleep(3500 * 1000);
+  dmtool(map, {"set", "reading.1sec.volt.an", "233"});
+  EXPECT_TRUE(waitFor([&] {
+    return readFileOrEmpty(file).find("meter_voltage_volts{phase=\"an\"} 233\n") !=
+           std::string::npos;
+  }, std::chrono::milliseconds(1000)));
+  auto stopping = std::chrono::steady_clock::now();
+  testsupport::ProcessResult result = exporter->stop(SIGTERM);
+  EXPECT_LT(std::chrono::steady_clock::now() - stopping, std::chrono::seconds(3));
+  EXPECT_EQ(0, result.exitCode) << result.err;
+  std::string log = result.err;
+  size_t first = log.find("mqtt: cannot connect to no-such-broker.invalid:1883");
+  ASSERT_NE(std::string::npos, first) << log;
+  EXPECT_EQ(first, log.rfind("mqtt: cannot connect")) << log;
 }
 
 TEST(ExportProgram, FileFollowsTheMapThroughFaultsAndStopsWhole) {

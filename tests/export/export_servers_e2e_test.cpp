@@ -121,6 +121,7 @@ TEST(ExportPrometheus, ScrapedThroughLighttpdByARealPrometheus) {
 class ExportMqtt : public testing::Test {
  protected:
   void SetUp() override {
+    if (!LDX_WITH_MQTT) GTEST_SKIP() << "livedata_export built without libmosquitto";
     map_ = makeMap(dir_);
     port_ = freePort();
     broker_ = startBroker(dir_, port_);
@@ -164,6 +165,57 @@ class ExportMqtt : public testing::Test {
     return false;
   }
 
+  // One config per row, the classes Home Assistant accepts.
+  void expectConfigsWithTheirClasses() {
+    std::map<std::string, json> configs;
+    for (const std::string& line : subscriberLines(*subscriber_)) {
+      if (line.rfind("homeassistant/sensor/", 0) != 0) continue;
+      size_t blank = line.find(' ');
+      configs[line.substr(0, blank)] = json::parse(line.substr(blank + 1));
+    }
+    EXPECT_EQ(discoveryRowCount(), configs.size());
+    // voltage, current, power, reactive and apparent power, power factor,
+    // frequency, energy: the classes Home Assistant accepts.
+    struct Expected {
+      const char* object;
+      const char* deviceClass;
+      const char* unit;  // nullptr: none
+      const char* stateClass;
+    };
+    const Expected expected[] = {
+        {"voltage_an", "voltage", "V", "measurement"},
+        {"current_n", "current", "A", "measurement"},
+        {"power_b", "power", "W", "measurement"},
+        {"reactive_power_c", "reactive_power", "var", "measurement"},
+        {"apparent_power_a", "apparent_power", "VA", "measurement"},
+        {"power_factor_a", "power_factor", nullptr, "measurement"},
+        {"frequency", "frequency", "Hz", "measurement"},
+        {"energy_delivered_kwh", "energy", "kWh", "total_increasing"},
+        {"energy_received_kwh", "energy", "kWh", "total_increasing"},
+    };
+    for (const Expected& want : expected) {
+      std::string topic = std::string("homeassistant/sensor/") + kNode + "/" + want.object + "/config";
+      ASSERT_EQ(1u, configs.count(topic)) << topic;
+      const json& config = configs[topic];
+      EXPECT_EQ(want.deviceClass, config.value("device_class", ""));
+      EXPECT_EQ(want.stateClass, config.value("state_class", ""));
+      if (want.unit) {
+        EXPECT_EQ(want.unit, config.value("unit_of_measurement", ""));
+      } else {
+        EXPECT_FALSE(config.contains("unit_of_measurement"));
+      }
+      EXPECT_EQ(std::string("{{ value_json.") + want.object + " }}", config["value_template"]);
+      EXPECT_EQ(kBase + "/state", config["state_topic"]);
+      EXPECT_EQ(kBase + "/availability", config["availability_topic"]);
+      EXPECT_EQ(std::string("livedata_") + kNode + "_" + want.object, config["unique_id"]);
+      EXPECT_EQ(std::string("livedata_") + kNode, config["device"]["identifiers"][0]);
+      EXPECT_EQ("KV7720 Simulator", config["device"]["name"]);
+      EXPECT_TRUE(config["device"].contains("model"));
+      EXPECT_TRUE(config["device"].contains("sw_version"));
+      EXPECT_EQ("livedata_export", config["origin"]["name"]);
+    }
+  }
+
   TempDir dir_;
   std::string map_;
   int port_ = 0;
@@ -175,53 +227,7 @@ TEST_F(ExportMqtt, DiscoveryStateAvailabilityAndTheLastWill) {
   auto running = exporter();
   const size_t rows = discoveryRowCount();
   ASSERT_TRUE(waitFor([&] { return configCount() >= rows; })) << running->err();
-  std::map<std::string, json> configs;
-  for (const std::string& line : subscriberLines(*subscriber_)) {
-    if (line.rfind("homeassistant/sensor/", 0) != 0) continue;
-    size_t blank = line.find(' ');
-    configs[line.substr(0, blank)] = json::parse(line.substr(blank + 1));
-  }
-  EXPECT_EQ(rows, configs.size());
-  // voltage, current, power, reactive and apparent power, power factor,
-  // frequency, energy: the classes Home Assistant accepts.
-  struct Expected {
-    const char* object;
-    const char* deviceClass;
-    const char* unit;  // nullptr: none
-    const char* stateClass;
-  };
-  const Expected expected[] = {
-      {"voltage_an", "voltage", "V", "measurement"},
-      {"current_n", "current", "A", "measurement"},
-      {"power_b", "power", "W", "measurement"},
-      {"reactive_power_c", "reactive_power", "var", "measurement"},
-      {"apparent_power_a", "apparent_power", "VA", "measurement"},
-      {"power_factor_a", "power_factor", nullptr, "measurement"},
-      {"frequency", "frequency", "Hz", "measurement"},
-      {"energy_delivered_kwh", "energy", "kWh", "total_increasing"},
-      {"energy_received_kwh", "energy", "kWh", "total_increasing"},
-  };
-  for (const Expected& want : expected) {
-    std::string topic = std::string("homeassistant/sensor/") + kNode + "/" + want.object + "/config";
-    ASSERT_EQ(1u, configs.count(topic)) << topic;
-    const json& config = configs[topic];
-    EXPECT_EQ(want.deviceClass, config.value("device_class", ""));
-    EXPECT_EQ(want.stateClass, config.value("state_class", ""));
-    if (want.unit) {
-      EXPECT_EQ(want.unit, config.value("unit_of_measurement", ""));
-    } else {
-      EXPECT_FALSE(config.contains("unit_of_measurement"));
-    }
-    EXPECT_EQ(std::string("{{ value_json.") + want.object + " }}", config["value_template"]);
-    EXPECT_EQ(kBase + "/state", config["state_topic"]);
-    EXPECT_EQ(kBase + "/availability", config["availability_topic"]);
-    EXPECT_EQ(std::string("livedata_") + kNode + "_" + want.object, config["unique_id"]);
-    EXPECT_EQ(std::string("livedata_") + kNode, config["device"]["identifiers"][0]);
-    EXPECT_EQ("KV7720 Simulator", config["device"]["name"]);
-    EXPECT_TRUE(config["device"].contains("model"));
-    EXPECT_TRUE(config["device"].contains("sw_version"));
-    EXPECT_EQ("livedata_export", config["origin"]["name"]);
-  }
+  expectConfigsWithTheirClasses();
 
   dmtool(map_, {"set", "reading.1sec.volt.an", "222.5", "reading.1sec.pf.a.string", "0.6 Lead",
                 "reading.1sec.energy.watthr.q23.total.sec", "2500"});
@@ -241,6 +247,15 @@ TEST_F(ExportMqtt, DiscoveryStateAvailabilityAndTheLastWill) {
 
   running->stop(SIGKILL);
   EXPECT_TRUE(waitFor([&] { return retainedMessage(port_, kBase + "/availability") == "offline"; }));
+}
+
+TEST_F(ExportMqtt, StatesKeepComingAfterTheDiscoveryBurstAtTheShortestPeriod) {
+  // At 10 ms the first states leave while the configs' acknowledgements are
+  // still coming in.
+  auto running = exporter({"--interval", "10"});
+  EXPECT_TRUE(waitFor([&] { return messages(kBase + "/state").size() >= 100; }, 10s))
+      << messages(kBase + "/state").size() << " states\n" << running->err();
+  EXPECT_EQ(0, running->stop(SIGTERM).exitCode);
 }
 
 TEST_F(ExportMqtt, CleanStopPublishesOfflineAndExits0) {
