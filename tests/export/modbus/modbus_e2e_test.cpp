@@ -61,12 +61,13 @@ class ModbusE2eTest : public ::testing::Test {
     const std::string marker = "on 127.0.0.1:";
     ASSERT_TRUE(testsupport::waitFor([&] {
       return exporter_->err().find(marker) != std::string::npos;
-    })) << exporter_->err();
+    }, 30s)) << exporter_->err();
     const std::string err = exporter_->err();
     port_ = static_cast<uint16_t>(atoi(err.c_str() + err.find(marker) + marker.size()));
     ASSERT_NE(port_, 0);
     // The first period's image is in place once "SunS" reads (unit 0 is always answered).
-    ASSERT_TRUE(testsupport::waitFor([&] { return readRegisters(40000, 2, 0).size() == 2; }));
+    ASSERT_TRUE(
+        testsupport::waitFor([&] { return readRegisters(40000, 2, 0).size() == 2; }, 30s));
   }
 
   std::vector<uint16_t> readRegisters(uint16_t address, uint16_t count, uint8_t unit = 1) {
@@ -293,6 +294,7 @@ TEST_F(ModbusE2eTest, NoTornReadsWhileVoltagesFlip) {
                               "reading.1sec.volt.cn"};
   for (const char* key : keys) map.set(key, "100");
   startExporter({"--interval", "10"});
+  if (HasFatalFailure()) return;
   std::atomic<bool> stop{false};
   std::thread writer([&] {
     bool high = false;
@@ -303,6 +305,15 @@ TEST_F(ModbusE2eTest, NoTornReadsWhileVoltagesFlip) {
       std::this_thread::sleep_for(1ms);
     }
   });
+  // Stops and joins the writer however the test body ends.
+  struct StopWriter {
+    std::atomic<bool>& stop;
+    std::thread& writer;
+    ~StopWriter() {
+      stop = true;
+      if (writer.joinable()) writer.join();
+    }
+  } stopWriter{stop, writer};
   RawModbusClient client;
   ASSERT_TRUE(client.connect(port_));
   long reads = 0, torn = 0, high = 0, low = 0;

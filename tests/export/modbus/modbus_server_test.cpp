@@ -264,6 +264,15 @@ TEST_F(ModbusServerTest, EveryAnswerComesFromOneImage) {
       high = !high;
     }
   });
+  // Stops and joins the writer however the test body ends.
+  struct StopWriter {
+    std::atomic<bool>& stop;
+    std::thread& writer;
+    ~StopWriter() {
+      stop = true;
+      if (writer.joinable()) writer.join();
+    }
+  } stopWriter{stop, writer};
   // From the writer's first image on (before it, the fixture's image is served).
   ASSERT_TRUE(testsupport::waitFor([&] { return published.load() > 0; }));
   RawModbusClient client;
