@@ -7,6 +7,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
@@ -208,6 +209,9 @@ void startUpdaters() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Whatever umask the caller left, no document or pid file is writable by
+  // anyone but the daemon's user.
+  umask(022);
   // Line-buffered even into a file or pipe: every line is out when it is printed,
   // and nothing buffered is written twice when the process forks to daemonize.
   setvbuf(stdout, nullptr, _IOLBF, 0);

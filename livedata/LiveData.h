@@ -69,7 +69,8 @@ class LiveData {
   int checkLastUpdateTime(int ms);
   int checkLastUpdateTime();
 
-  // Writes text to the JSON file (out and truncate); returns 0.
+  // Replaces the JSON file by text (see base/ReplacementFile.h); failures are
+  // not reported. Returns 0.
   int updateDataFile(const std::string& text);
 
   // A timestamp in the month-first layout ("MM/DD/CCYY hh:mm:ss").

@@ -9,13 +9,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/InputFile.h"
+#include "base/WriteAll.h"
 #include "platform/host/CatalogParser.h"
 #include "platform/host/EntrySeqLock.h"
-#include "platform/host/InputFile.h"
 #include "platform/host/MappedMap.h"
 #include "platform/host/NumericValue.h"
 #include "platform/host/ValueText.h"
-#include "platform/host/WriteAll.h"
 
 namespace dmhost {
 
@@ -116,7 +116,7 @@ bool installImage(const std::string& path, const std::string& image, uint64_t to
     return false;
   }
   bool ok = fchmod(fd, 0644) == 0 && ftruncate(fd, static_cast<off_t>(totalSize)) == 0 &&
-            writeAll(fd, image) && fsync(fd) == 0;
+            base::writeAll(fd, image).ok() && fsync(fd) == 0;
   int savedErrno = errno;
   ok = close(fd) == 0 && ok;
   int previous = ok ? lockPrevious(path) : -1;
@@ -188,7 +188,11 @@ bool HostDatamap::createFromCatalogText(const std::string& path, const std::stri
 bool HostDatamap::createFromCatalogFile(const std::string& path, const std::string& catalogPath,
                                         std::string* error) {
   std::string text;
-  if (!InputFile::read(catalogPath, InputFile::kMaxCatalogBytes, &text, error)) return false;
+  base::Status status = base::InputFile::read(catalogPath.c_str(), kMaxCatalogBytes, &text);
+  if (!status.ok()) {
+    *error = base::InputFile::describe(status);
+    return false;
+  }
   return createFromCatalogText(path, text, catalogPath, error);
 }
 

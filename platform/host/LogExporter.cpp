@@ -24,6 +24,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/InputFile.h"
 #include "platform/host/LogItemCatalog.h"
 
 static_assert(sizeof(LIMIT_ALARM_CONFIG_ITEM_INFO) == LIMIT_ALARM_RECORD_SIZE,
@@ -64,31 +65,16 @@ FileCatalog& fileCatalog() {
 }
 
 // Reads the catalogue file whole into *text: a regular file of at most
-// kMaxFileSize bytes, opened without blocking. Null, or why it was refused.
+// kMaxFileSize bytes, opened without blocking or following a symlink. Null, or
+// why it was refused.
 const char* readCatalogFile(const std::string& path, std::string* text) {
-  const size_t maxSize = dmhost::LogItemCatalog::kMaxFileSize;
-  int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return "cannot read the file";
-  struct stat status;
-  const char* refusal = nullptr;
-  if (fstat(fd, &status) != 0) {
-    refusal = "cannot read the file";
-  } else if (!S_ISREG(status.st_mode)) {
-    refusal = "not a regular file";
-  } else if (static_cast<unsigned long long>(status.st_size) > maxSize) {
-    refusal = "larger than 4194304 bytes";
+  base::Status status = base::InputFile::read(path.c_str(), dmhost::LogItemCatalog::kMaxFileSize, text);
+  switch (base::InputFile::refusal(status)) {
+    case base::InputFile::Refusal::kNone: return nullptr;
+    case base::InputFile::Refusal::kNotRegular: return "not a regular file";
+    case base::InputFile::Refusal::kTooLarge: return "larger than 4194304 bytes";
+    default: return "cannot read the file";
   }
-  char buffer[8192];
-  while (refusal == nullptr) {
-    ssize_t got = read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) refusal = "cannot read the file";
-    if (got <= 0) break;
-    text->append(buffer, static_cast<size_t>(got));
-    if (text->size() > maxSize) refusal = "larger than 4194304 bytes";  // it grew
-  }
-  close(fd);
-  return refusal;
 }
 
 // Loads path into cache (caller holds the mutex); reports a failure once.

@@ -131,9 +131,12 @@ export class MeterRig {
 
   async startServer() {
     this.port = await freePort();
+    // The served tree links into the daemon's; lighttpd's errors go to
+    // lighttpd.out. Started as root it runs as www-data, which must enter DIR.
+    fs.chmodSync(this.dir, 0o755);
     const conf = execFileSync(path.join(this.source, 'scripts/web-conf'), [
       '--htdocs', path.join(this.dir, 'served', HTDOCS_PATH), '--www', this.www,
-      '--port', String(this.port), '--logdir', this.dir], { encoding: 'utf8' });
+      '--port', String(this.port), '--follow-symlinks'], { encoding: 'utf8' });
     fs.writeFileSync(path.join(this.dir, 'lighttpd.conf'), conf);
     this.run('lighttpd', '/usr/sbin/lighttpd', ['-D', '-f', path.join(this.dir, 'lighttpd.conf')]);
     await waitFor('lighttpd', async () => (await fetch(`${this.url}/`, { redirect: 'manual' })).status === 302, 10000);

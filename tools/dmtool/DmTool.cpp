@@ -6,9 +6,10 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "base/InputFile.h"
+#include "base/WriteAll.h"
 #include "platform/host/MapFormat.h"
 #include "platform/host/ValueText.h"
-#include "platform/host/WriteAll.h"
 
 namespace {
 
@@ -23,22 +24,7 @@ const char kUsage[] =
     "  list                            print INDEX TYPE KEY for every key\n"
     "The map is --map PATH, else $DATAMAP_FILE, else /dev/shm/datamap.\n";
 
-// Reads standard input up to its end, but never more than limit bytes: one
-// byte beyond the largest block write is enough to refuse it.
-bool readStdin(size_t limit, std::string* data) {
-  char buffer[65536];
-  while (data->size() < limit) {
-    size_t want = limit - data->size() < sizeof(buffer) ? limit - data->size() : sizeof(buffer);
-    ssize_t n = read(STDIN_FILENO, buffer, want);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return false;
-    if (n == 0) return true;
-    data->append(buffer, static_cast<size_t>(n));
-  }
-  return true;
-}
-
-bool writeAllStdout(const std::string& data) { return dmhost::writeAll(STDOUT_FILENO, data); }
+bool writeAllStdout(const std::string& data) { return base::writeAll(STDOUT_FILENO, data).ok(); }
 
 }  // namespace
 
@@ -132,7 +118,10 @@ bool DmTool::writeBlock(const std::vector<std::string>& args) {
   if (!parseBlock(args[0], &block) || !parseSize("OFFSET", args[1], &offset)) return false;
   if (!openMap()) return false;
   std::string data;
-  if (!readStdin(dmhost::kBlockSize + 1, &data)) return error("cannot read standard input");
+  // One byte beyond the largest block write is read, enough to refuse it.
+  if (!base::InputFile::readUpTo(STDIN_FILENO, dmhost::kBlockSize, "standard input", &data).ok()) {
+    return error("cannot read standard input");
+  }
   std::string message;
   return map_.writeBlock(block, offset, data.data(), data.size(), &message) || error(message);
 }

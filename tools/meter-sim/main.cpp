@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -94,6 +95,8 @@ int runPeriodically(MeterSimulator& sim, unsigned periodMs) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The datamap file is never writable by anyone but this user.
+  umask(022);
   SimOptions options;
   std::string error;
   switch (parseSimOptions(argc, argv, &options, &error)) {
