@@ -147,7 +147,7 @@ int main(int argc, char** argv) {
   }
   Result both = measure(&reader, &file, &mqtt, periods);
   printf("prometheus file and mqtt: %.1f us CPU per period, %.3f allocations per period "
-         "(%llu states queued, %llu skipped)\n",
+         "(%lu states queued, %lu skipped)\n",
          both.cpuMicrosPerPeriod, both.allocationsPerPeriod, mqtt.statesQueued(),
          mqtt.statesSkipped());
   mqtt.stop();

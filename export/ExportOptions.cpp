@@ -12,6 +12,7 @@ constexpr const char kUsage[] =
     "                       [--mqtt HOST[:PORT] [--mqtt-user USER] [--mqtt-password-file FILE]\n"
     "                        [--mqtt-cafile FILE] [--topic BASE] [--discovery-prefix PREFIX]\n"
     "                        [--no-discovery]]\n"
+    "                       [--modbus [HOST:]PORT [--modbus-unit N] [--modbus-max-clients N]]\n"
     "  --interval MS            reading period, 10..3600000 ms (1000)\n"
     "  --prometheus FILE        Prometheus text file, replaced atomically every period\n"
     "  --mqtt HOST[:PORT]       MQTT broker (port 1883, 8883 with --mqtt-cafile)\n"
@@ -21,6 +22,9 @@ constexpr const char kUsage[] =
     "  --topic BASE             base topic (livedata/<serial number>)\n"
     "  --discovery-prefix P     Home Assistant discovery prefix (homeassistant)\n"
     "  --no-discovery           send no Home Assistant discovery configs\n"
+    "  --modbus [HOST:]PORT     serve the SunSpec meter models over Modbus TCP (all addresses)\n"
+    "  --modbus-unit N          the Modbus unit id, 1..247 (1)\n"
+    "  --modbus-max-clients N   connections at once, 1..1024 (16); the longest idle goes\n"
     "  -h, --help               this text;  --version: the version\n"
     "The datamap is DATAMAP_FILE (default /dev/shm/datamap).\n";
 
@@ -74,6 +78,27 @@ base::Status parseBroker(std::string_view text, ExportOptions* options, bool* po
   return base::Status::Ok();
 }
 
+// "PORT", "HOST:PORT" or "[v6addr]:PORT".
+base::Status parseModbusListen(std::string_view text, ExportOptions* options) {
+  std::string_view host;
+  std::string_view port = text;
+  if (!text.empty() && text.front() == '[') {
+    const size_t close = text.find("]:");
+    if (close == std::string_view::npos) return optionError("--modbus", "expected [ADDRESS]:PORT");
+    host = text.substr(1, close - 1);
+    port = text.substr(close + 2);
+  } else if (const size_t colon = text.rfind(':'); colon != std::string_view::npos) {
+    if (text.find(':') != colon) return optionError("--modbus", "an IPv6 address goes in [ ]");
+    host = text.substr(0, colon);
+    port = text.substr(colon + 1);
+  }
+  if (!parseInt(port, 0, 65535, &options->modbusPort)) {
+    return optionError("--modbus", "bad port '" + std::string(port) + "'");
+  }
+  options->modbusHost = std::string(host);
+  return base::Status::Ok();
+}
+
 }  // namespace
 
 const char* exportUsage() { return kUsage; }
@@ -97,7 +122,9 @@ base::Status parseExportOptions(int argc, char** argv, ExportOptions* options) {
     bool takesValue = option == "--interval" || option == "--prometheus" ||
                       option == "--mqtt" || option == "--mqtt-user" ||
                       option == "--mqtt-password-file" || option == "--mqtt-cafile" ||
-                      option == "--topic" || option == "--discovery-prefix";
+                      option == "--topic" || option == "--discovery-prefix" ||
+                      option == "--modbus" || option == "--modbus-unit" ||
+                      option == "--modbus-max-clients";
     if (!takesValue) {
       if (!option.empty() && option.front() == '-') return optionError(option, "unknown option");
       return optionError(option, "unexpected argument");
@@ -120,6 +147,17 @@ base::Status parseExportOptions(int argc, char** argv, ExportOptions* options) {
       options->mqttPasswordFile = value;
     } else if (option == "--mqtt-cafile") {
       options->mqttCaFile = value;
+    } else if (option == "--modbus") {
+      base::Status status = parseModbusListen(value, options);
+      if (!status.ok()) return status;
+    } else if (option == "--modbus-unit") {
+      if (!parseInt(value, 1, 247, &options->modbusUnit)) {
+        return optionError(option, "'" + value + "' is not a unit id in 1..247");
+      }
+    } else if (option == "--modbus-max-clients") {
+      if (!parseInt(value, 1, 1024, &options->modbusMaxClients)) {
+        return optionError(option, "'" + value + "' is not a number in 1..1024");
+      }
     } else if (option == "--topic") {
       if (!validTopic(value)) return optionError(option, "bad topic '" + value + "'");
       options->topic = value;
@@ -134,8 +172,9 @@ base::Status parseExportOptions(int argc, char** argv, ExportOptions* options) {
                                     !options->mqttCaFile.empty() || !options->topic.empty())) {
     return base::Status::Error("", "MQTT options given without --mqtt HOST[:PORT]");
   }
-  if (options->prometheusFile.empty() && options->mqttHost.empty()) {
-    return base::Status::Error("", "nothing to publish: give --prometheus FILE and/or --mqtt HOST");
+  if (options->prometheusFile.empty() && options->mqttHost.empty() && options->modbusPort < 0) {
+    return base::Status::Error(
+        "", "nothing to publish: give --prometheus FILE, --mqtt HOST and/or --modbus PORT");
   }
   return base::Status::Ok();
 }

@@ -4,6 +4,7 @@
 //                   [--mqtt HOST[:PORT] [--mqtt-user USER] [--mqtt-password-file FILE]
 //                    [--mqtt-cafile FILE] [--topic BASE] [--discovery-prefix PREFIX]
 //                    [--no-discovery]]
+//                   [--modbus [HOST:]PORT [--modbus-unit N] [--modbus-max-clients N]]
 //
 // Thread-safety: plain values; parsing is for the start-up thread.
 #ifndef EXPORT_EXPORTOPTIONS_H_
@@ -27,6 +28,11 @@ struct ExportOptions {
   std::string topic;  // empty: livedata/<node>
   std::string discoveryPrefix = "homeassistant";
   bool discovery = true;
+
+  int modbusPort = -1;     // -1: no Modbus; 0: any free port
+  std::string modbusHost;  // empty: every address
+  int modbusUnit = 1;      // 1..247
+  int modbusMaxClients = 16;
 
   bool help = false;
   bool version = false;

@@ -62,9 +62,9 @@ class MqttOutput {
 
   // Counters for tests and benchmarks.
   bool connected() const { return connected_.load(); }
-  unsigned long long statesQueued() const { return statesQueued_.load(); }
-  unsigned long long statesSkipped() const { return statesSkipped_.load(); }
-  unsigned long long connects() const { return connects_.load(); }
+  unsigned long statesQueued() const { return statesQueued_.load(); }
+  unsigned long statesSkipped() const { return statesSkipped_.load(); }
+  unsigned long connects() const { return connects_.load(); }
 
  private:
   base::Status start(const Snapshot& snapshot);
@@ -104,9 +104,9 @@ class MqttOutput {
   std::atomic<bool> networkDone_{false};  // networkLoop returned
   std::atomic<int> pendingStateMid_{-1};  // mid of the last queued state, -1: none
   std::atomic<int> sentMid_{-1};          // mid of the last message that left
-  std::atomic<unsigned long long> statesQueued_{0};
-  std::atomic<unsigned long long> statesSkipped_{0};
-  std::atomic<unsigned long long> connects_{0};
+  std::atomic<unsigned long> statesQueued_{0};
+  std::atomic<unsigned long> statesSkipped_{0};
+  std::atomic<unsigned long> connects_{0};
   std::mutex wakeMutex_;
   std::condition_variable wake_;
   std::string lastStateLine_;  // network thread only

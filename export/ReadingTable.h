@@ -199,6 +199,15 @@ inline constexpr ReadingRow kReadingTable[] = {
     {"reading.3secs.symcomp.current.negseq.mag", rows::N, nullptr,
      "meter_sequence_current_amperes", "sequence", "negative", 1, "current_negative_sequence", 1,
      "Current negative sequence", "current", "A", kMeasurement},
+    // Totals that only the Modbus map serves (its W, VA, VAR and PF points).
+    {"reading.1sec.power.watt.total", rows::N, nullptr, nullptr, nullptr, nullptr, 1, nullptr, 1,
+     nullptr, nullptr, nullptr, nullptr},
+    {"reading.1sec.power.var.total", rows::N, nullptr, nullptr, nullptr, nullptr, 1, nullptr, 1,
+     nullptr, nullptr, nullptr, nullptr},
+    {"reading.1sec.power.va.total", rows::N, nullptr, nullptr, nullptr, nullptr, 1, nullptr, 1,
+     nullptr, nullptr, nullptr, nullptr},
+    {"reading.1sec.pf.total.string", rows::PF, nullptr, nullptr, nullptr, nullptr, 1, nullptr, 1,
+     nullptr, nullptr, nullptr, nullptr},
 };
 
 inline constexpr size_t kReadingCount = sizeof kReadingTable / sizeof kReadingTable[0];

@@ -1,6 +1,7 @@
 // livedata_export: publishes the meter's readings from the datamap to the
-// monitoring systems people run: a Prometheus text file and MQTT with Home
-// Assistant discovery. See docs/export.md.
+// monitoring systems people run: a Prometheus text file, MQTT with Home
+// Assistant discovery and Modbus TCP with the SunSpec meter models. See
+// docs/export.md.
 #include <stdio.h>
 #include <sys/stat.h>
 
@@ -10,6 +11,7 @@
 #include "export/MqttOutput.h"
 #include "export/PrometheusFile.h"
 #include "export/ReadingLoop.h"
+#include "export/modbus/ModbusOutput.h"
 
 namespace {
 
@@ -82,8 +84,30 @@ int main(int argc, char** argv) {
       prometheus->write(snapshot);
     });
   }
+  std::unique_ptr<modbus::ModbusOutput> modbusOutput;
+  if (options.modbusPort >= 0) {
+    modbus::ModbusServerOptions serverOptions;
+    serverOptions.host = options.modbusHost;
+    serverOptions.port = static_cast<uint16_t>(options.modbusPort);
+    serverOptions.unit = static_cast<uint8_t>(options.modbusUnit);
+    serverOptions.maxClients = options.modbusMaxClients;
+    modbusOutput =
+        std::make_unique<modbus::ModbusOutput>(serverOptions, ldexport::kExporterVersion);
+    base::Status status = modbusOutput->start();
+    if (!status.ok()) {
+      fprintf(stderr, "livedata_export: modbus: %s\n", status.message().c_str());
+      if (mqtt) mqtt->stop();
+      return 1;
+    }
+    fprintf(stderr, "livedata_export: modbus: serving unit %d on %s:%u\n", options.modbusUnit,
+            options.modbusHost.empty() ? "*" : options.modbusHost.c_str(), modbusOutput->port());
+    loop.addOutput([&modbusOutput](const ldexport::Snapshot& snapshot) {
+      modbusOutput->publish(snapshot);
+    });
+  }
   fprintf(stderr, "livedata_export: running, every %d ms\n", options.intervalMs);
   int signal = loop.run();
+  if (modbusOutput) modbusOutput->stop();
   if (mqtt) mqtt->stop();
   fprintf(stderr, "livedata_export: stopped (signal %d)\n", signal);
   return 0;
