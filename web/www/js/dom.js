@@ -71,23 +71,48 @@ export class Bindings {
   }
 }
 
-// A table whose cells are bound fields: rows x columns, cell (r, c) showing
-// doc[key][indexOf(r, c)]; key may be a function of (r, c).
-export function boundTable(bindings, key, rowNames, colNames, indexOf, caption) {
-  const table = el('table', { class: 'grid' });
-  if (caption) table.append(el('caption', {}, caption));
+// Abbreviations of header texts, spelled out for screen readers and on hover.
+const ABBREVIATIONS = {
+  V: 'voltage', I: 'current', W: 'active power', VA: 'apparent power', THD: 'total harmonic distortion',
+  TDD: 'total demand distortion', Pinst: 'instantaneous flicker', Pst: 'short-term flicker severity',
+  Plt: 'long-term flicker severity',
+};
+
+// A header cell; a text that is a known abbreviation is marked as one.
+export function headerCell(text, scope) {
+  const cell = el('th', { scope });
+  const spelled = ABBREVIATIONS[text];
+  cell.append(spelled ? el('abbr', { title: spelled }, text) : text);
+  return cell;
+}
+
+// How wide a table of n columns is at most, as a class of style.css: fit-4
+// (about 400 px), fit-6 (600) or fit-7 (700).
+export function fitClass(columns) {
+  if (columns <= 4) return 'fit-4';
+  return columns <= 6 ? 'fit-6' : 'fit-7';
+}
+
+// A table whose cells are bound fields: the rows and columns of a block of
+// the document (documents.js), cell (r, c) showing doc[key][block.index(r, c)];
+// key may be a function of (r, c). fit: the width class when the number of
+// columns does not tell it (wide texts). Every data cell carries its column's
+// name (data-label) for the stacked form of narrow screens. The corner cell
+// is an empty data cell: it heads nothing.
+export function boundTable(bindings, key, block, caption, fit = fitClass(block.columns.length)) {
+  const table = el('table', { class: `grid ${fit}` });
+  table.append(el('caption', {}, caption));
   const head = el('tr');
-  head.append(el('th'));
-  for (const name of colNames) head.append(el('th', { scope: 'col' }, name));
+  head.append(el('td', { class: 'corner' }));
+  for (const name of block.columns) head.append(headerCell(name, 'col'));
   table.appendChild(el('thead')).append(head);
   const body = table.appendChild(el('tbody'));
-  rowNames.forEach((rowName, r) => {
+  block.rows.forEach((rowName, r) => {
     const row = body.appendChild(el('tr'));
-    row.append(el('th', { scope: 'row' }, rowName));
-    colNames.forEach((_, c) => {
-      const index = indexOf(r, c);
+    row.append(headerCell(rowName, 'row'));
+    block.columns.forEach((columnName, c) => {
       const cellKey = typeof key === 'function' ? key(r, c) : key;
-      row.append(index === null ? el('td') : wrap('td', bindings.field(cellKey, index)));
+      row.append(wrap('td', bindings.field(cellKey, block.index(r, c)), { 'data-label': columnName }));
     });
   });
   return table;
