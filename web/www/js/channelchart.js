@@ -1,10 +1,6 @@
 // One channel of the harmonics panel: the spectrum bar chart and the
-// waveform rebuilt from the spectrum. The waveform is
-//   w(t) = k * sum over h = 1..127 of m_h cos(h t + p_h),  t in [0, 2 pi)
-// with m_h the magnitude in % of the fundamental and p_h the phase; k scales
-// it so that its RMS value equals the channel's published value (the RMS of
-// the sum is sqrt(sum m_h^2 / 2)). The polyline carries data-y0 (the y of
-// zero) and data-scale (pixels per unit) so the drawn values can be read back.
+// waveform rebuilt from it (spectrum.js). The polyline carries data-y0 (the y
+// of zero) and data-scale (pixels per unit): the drawn values can be read back.
 
 import { el, svg, setText, setAttrs } from './dom.js';
 import { numberOf } from './values.js';
@@ -34,13 +30,12 @@ export class ChannelChart {
     this.node.append(this.barChart(), this.readout, this.waveChart());
   }
 
-  // Bars stand on the axis: their group is flipped (y grows upwards from the
-  // axis), so a new magnitude changes a bar's height only. The chart is one
-  // tab stop: only the current bar is in the tab order, and the arrow keys
-  // (Page Up/Down by ten, Home, End) move between the bars.
+  // Bars stand on the axis in a flipped group: a new magnitude changes a
+  // bar's height only. One tab stop: the current bar; the arrow keys, Page
+  // Up/Down (by ten), Home and End move between the bars.
   barChart() {
     const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${BAR_HEIGHT + 2 * PAD}`, class: 'spectrum', role: 'group',
-      'aria-label': `${this.channel.name} harmonic spectrum, magnitude in % of the fundamental per order; arrow keys move between orders` });
+      'aria-label': `${this.channel.name} harmonic spectrum in % of the fundamental; arrow keys move between orders` });
     root.append(svg('line', { x1: PAD, y1: BAR_HEIGHT + PAD, x2: WIDTH - PAD, y2: BAR_HEIGHT + PAD, class: 'axis' }));
     this.barGroup = root.appendChild(svg('g', { class: 'bars', transform: `translate(0 ${BAR_HEIGHT + PAD}) scale(1 -1)` }));
     for (let h = 1; h <= ORDERS; h += 1) this.bars.push(this.makeBar(h));
@@ -65,9 +60,8 @@ export class ChannelChart {
     if (focus) after.focus();
   }
 
-  // A bar's tooltip (its <title>) and the readout are written when the bar is
-  // pointed at or focused, from the values shown at that moment; the readout
-  // describes the focused bar.
+  // A bar's tooltip (<title>) and the readout, which describes the focused
+  // bar, are written when it is pointed at or focused.
   makeBar(order) {
     const rect = svg('rect', {
       class: 'bar', tabindex: order === 1 ? '0' : '-1', role: 'img', 'aria-label': `order ${order}`,
@@ -94,7 +88,7 @@ export class ChannelChart {
 
   waveChart() {
     const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${WAVE_HEIGHT}`, class: 'waveform', role: 'img',
-      'aria-label': `One period of ${this.channel.name} rebuilt from the harmonic spectrum above, scaled to the channel's value` });
+      'aria-label': `One period of ${this.channel.name} rebuilt from the spectrum above` });
     root.append(svg('line', { x1: 0, y1: WAVE_HEIGHT / 2, x2: WIDTH, y2: WAVE_HEIGHT / 2, class: 'axis' }));
     this.wave = root.appendChild(svg('polyline', { class: 'wave', points: '' }));
     return root;

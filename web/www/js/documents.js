@@ -1,7 +1,5 @@
-// What the page reads below ../json/: every document's name and how often it
-// is read, and where the values of the documents' arrays are. A block of an
-// array is a table of named rows and columns; at(row, column) takes names or
-// numbers and gives the index in the array.
+// The documents below ../json/, how often each is read, and where the values
+// of their arrays are: blocks of named rows and columns.
 
 export const DOC = {
   polling: 'polling_data.json', phasor: 'phasor_data.json', symm: 'symmetrical_components.json',
@@ -9,7 +7,7 @@ export const DOC = {
   thd: 'thd_data.json', labels: 'device_profile_label.json',
 };
 
-// Every document with the tick (of one second) it is read on: every n-th.
+// Every document is read on every n-th tick (of one second).
 export const READ_EVERY = [
   [DOC.polling, 1], [DOC.phasor, 1], [DOC.symm, 1], [DOC.flicker, 1], [DOC.energy, 1],
   [DOC.factory, 10], [DOC.thd, 3], [DOC.labels, 10],
@@ -18,8 +16,8 @@ export const READ_EVERY = [
 // Documents without a dateTime member.
 export const UNDATED = [DOC.factory, DOC.labels];
 
-// A block of rows x columns; index(r, c) places row r, column c (numbers) in
-// the array; by default row after row.
+// A block of rows x columns: index(r, c) of row r, column c (numbers) in the
+// array, by default row after row; at() takes names or numbers.
 export function block(rows, columns, index = (r, c) => r * columns.length + c) {
   const position = (names, x) => (typeof x === 'number' ? x : names.indexOf(x));
   return {
@@ -37,9 +35,9 @@ const PHASOR = ['V', 'I', 'W', 'VA', 'V angle', 'I angle', 'V-I angle'];
 const THREE = ['A', 'B', 'C'];
 const EXTREMES = ['value', 'time', 'max', 'max time', 'min', 'min time'];
 const count = (n) => Array.from({ length: n }, (_, k) => String(k + 1));
-// One quantity after the other, its three phases together.
+// Quantity after quantity, three phases each.
 const byQuantity = (r, c) => c * 3 + r;
-// Value and time of every phase, then the maxima with times, then the minima.
+// Values with times per phase, then maxima, then minima.
 const byExtreme = (r, c) => Math.floor(c / 2) * 6 + r * 2 + (c % 2);
 
 export const LAYOUT = {

@@ -71,11 +71,10 @@ export class Bindings {
   }
 }
 
-// Abbreviations of header texts, spelled out for screen readers and on hover.
+// Header abbreviations, spelled out.
 const ABBREVIATIONS = {
   V: 'voltage', I: 'current', W: 'active power', VA: 'apparent power', THD: 'total harmonic distortion',
-  TDD: 'total demand distortion', Pinst: 'instantaneous flicker', Pst: 'short-term flicker severity',
-  Plt: 'long-term flicker severity',
+  TDD: 'total demand distortion', Pinst: 'instantaneous flicker',
 };
 
 // A header cell; a text that is a known abbreviation is marked as one.
@@ -86,20 +85,12 @@ export function headerCell(text, scope) {
   return cell;
 }
 
-// How wide a table of n columns is at most, as a class of style.css: fit-4
-// (about 400 px), fit-6 (600) or fit-7 (700).
-export function fitClass(columns) {
-  if (columns <= 4) return 'fit-4';
-  return columns <= 6 ? 'fit-6' : 'fit-7';
-}
-
-// A table whose cells are bound fields: the rows and columns of a block of
-// the document (documents.js), cell (r, c) showing doc[key][block.index(r, c)];
-// key may be a function of (r, c). fit: the width class when the number of
-// columns does not tell it (wide texts). Every data cell carries its column's
-// name (data-label) for the stacked form of narrow screens. The corner cell
-// is an empty data cell: it heads nothing.
-export function boundTable(bindings, key, block, caption, fit = fitClass(block.columns.length)) {
+// A table of bound fields over a block (documents.js): cell (r, c) shows
+// doc[key][block.index(r, c)]; key may be a function of (r, c). fit: its
+// width class (style.css), by default from its columns. Data cells carry
+// their column's name (data-label) for the stacked form; the corner cell
+// heads nothing, so it is a td.
+export function boundTable(bindings, key, block, caption, fit = block.columns.length > 4 ? 'fit-7' : 'fit-4') {
   const table = el('table', { class: `grid ${fit}` });
   table.append(el('caption', {}, caption));
   const head = el('tr');

@@ -5,7 +5,8 @@
 import { el, pair, setText, Bindings } from './dom.js';
 import { DOC, UNDATED } from './documents.js';
 
-const FRESHNESS = ['state', 'last good read', 'dateTime'];
+// Columns of the documents table: heading and class.
+const FRESHNESS = [['state', 'state'], ['last good read', 'age'], ['dateTime', 'time']];
 
 export class HeaderPanel {
   constructor(sources) {
@@ -38,10 +39,10 @@ export class HeaderPanel {
   freshnessTable() {
     const details = el('details', { class: 'freshness', open: '' });
     details.append(el('summary', {}, 'Documents'));
-    const table = details.appendChild(el('table', { class: 'grid fit-6' }));
+    const table = details.appendChild(el('table', { class: 'grid fit-7' }));
     table.append(el('caption', { class: 'vh' }, 'State of every document read by the page'));
     const head = table.appendChild(el('thead')).appendChild(el('tr'));
-    for (const name of ['document', ...FRESHNESS]) head.append(el('th', { scope: 'col' }, name));
+    for (const [name] of [['document'], ...FRESHNESS]) head.append(el('th', { scope: 'col' }, name));
     const body = table.appendChild(el('tbody'));
     for (const source of this.sources.values()) body.append(this.freshnessRow(source));
     return details;
@@ -50,11 +51,9 @@ export class HeaderPanel {
   freshnessRow(source) {
     const row = el('tr', { 'data-fresh-for': source.name });
     row.append(el('th', { scope: 'row' }, source.name));
-    const [state, age, time] = FRESHNESS.map((label) => row.appendChild(el('td', { 'data-label': label })));
-    state.className = 'state';
-    state.textContent = source.state;
-    age.className = 'age';
-    age.textContent = 'never';
+    const [state, age, time] = FRESHNESS.map(([label, cls]) => row.appendChild(el('td', { 'data-label': label, class: cls })));
+    setText(state, source.state);
+    setText(age, 'never');
     if (!UNDATED.includes(source.name)) {
       const binding = new Bindings(source.name);
       time.append(binding.field('dateTime'));

@@ -1,9 +1,8 @@
 // The frame every panel shares: a <section> with a heading and one status
 // badge per document it shows. A badge reads "ok", "stale", "no data" or
-// "waiting" (its colour only repeats the text) and is a polite status region:
-// a screen reader hears a change of state, which is rare, and nothing of the
-// values, which change every second. The panel's values stay as last shown
-// whatever the badge says.
+// "waiting" (its colour only repeats it), a polite status: screen readers
+// hear the rare changes of state, not the values. The panel's values stay as
+// last shown whatever the badge says.
 
 import { el, setText } from './dom.js';
 

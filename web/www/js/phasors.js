@@ -65,7 +65,7 @@ export class PhasorsPanel {
 
   diagram() {
     const root = svg('svg', { viewBox: `0 0 ${SIZE} ${SIZE}`, class: 'phasor-diagram', role: 'img',
-      'aria-label': 'Phasor diagram of the voltages and currents whose magnitudes and angles are in the tables below' });
+      'aria-label': 'Phasor diagram of the voltages and currents of the tables below' });
     root.append(svg('circle', { cx: CENTER, cy: CENTER, r: RADIUS, class: 'axis' }));
     root.append(svg('line', { x1: CENTER - RADIUS, y1: CENTER, x2: CENTER + RADIUS, y2: CENTER, class: 'axis' }));
     root.append(svg('line', { x1: CENTER, y1: CENTER - RADIUS, x2: CENTER, y2: CENTER + RADIUS, class: 'axis' }));

@@ -7,7 +7,7 @@ import { el, pair, wrap, setText, setAttrs, shown, boundTable, Bindings } from '
 import { DOC, LAYOUT } from './documents.js';
 import { panelFrame } from './panel.js';
 
-const TABLES = [['volts', 'Volts'], ['currents', 'Currents'], ['watts', 'Watts'], ['vars', 'VARs'], ['vas', 'VAs'], ['pfs', 'Power factors', 'fit-6']];
+const TABLES = [['volts', 'Volts'], ['currents', 'Currents'], ['watts', 'Watts'], ['vars', 'VARs'], ['vas', 'VAs'], ['pfs', 'Power factors', 'fit-7']];
 const INPUTS = 8;
 const SAMPLES = 5;
 
@@ -38,7 +38,7 @@ export class ReadingsPanel {
   }
 
   diginTable() {
-    const table = el('table', { class: 'grid digins fit-6' });
+    const table = el('table', { class: 'grid digins fit-7' });
     table.append(el('caption', {}, 'Digital inputs (five latest samples, oldest slot first)'));
     const head = table.appendChild(el('thead')).appendChild(el('tr'));
     head.append(el('th', { scope: 'col' }, 'input'));

@@ -10,9 +10,9 @@
 // renderWaitMs after the tick began does not hold the others back: they are
 // rendered then, and it is rendered when it arrives.
 //
-// After every tick a "livetick" event is dispatched on the given target with
-// detail { tick, startedAt, endedAt } (performance.now() times): what follows a
-// tick (the header's ages) listens to it, and so can anyone measuring the page.
+// Each tick ends with a "livetick" event on the target, detail { tick,
+// startedAt, endedAt } (performance.now()): for what follows a tick (the
+// header's ages) and for anyone measuring the page.
 
 export const TICK_EVENT = 'livetick';
 
@@ -55,8 +55,7 @@ export class Scheduler {
     this.timer = setTimeout(() => this.runTick(), wait);
   }
 
-  // Listeners run inside dispatchEvent: one that throws is reported by the
-  // browser and does not stop the ticks.
+  // A listener that throws is reported by the browser; the ticks go on.
   announce(startedAt) {
     const detail = { tick: this.tick, startedAt, endedAt: performance.now() };
     this.target.dispatchEvent(new CustomEvent(TICK_EVENT, { detail }));

@@ -1,5 +1,7 @@
-// The spectrum of one harmonics channel and the waveform rebuilt from it:
-// pure functions of the published arrays, no DOM.
+// The spectrum of one harmonics channel and the waveform rebuilt from it,
+//   w(t) = k * sum over h = 1..127 of m_h cos(h t + p_h),  t in [0, 2 pi)
+// with m_h the magnitude in % of the fundamental and p_h the phase; k makes
+// its RMS value (sqrt(sum m_h^2 / 2) k) the channel's published value.
 
 import { numberOf } from './values.js';
 

@@ -94,9 +94,9 @@ export class TrendChart {
   }
 }
 
-// The largest value of any series sampled at or after sinceMs, or floor when
-// that is larger. rings: { times, values: [series], count, capacity } as kept
-// by TrendChart (the last capacity samples are still there).
+// The largest value of any series sampled at or after sinceMs, at least
+// floor. rings: { times, values: [series], count, capacity } as TrendChart
+// keeps them (only the last capacity samples are there).
 export function largestInWindow(rings, sinceMs, floor) {
   let top = floor;
   for (let n = Math.max(0, rings.count - rings.capacity); n < rings.count; n += 1) {
