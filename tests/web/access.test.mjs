@@ -7,7 +7,9 @@
 // visible focus, and the colours keep their contrast.
 //
 // Environment: LDU_STAGE (staged install, required), LDU_SOURCE_DIR,
-// LDU_WEB_OUT (screenshots; default: the temporary directory),
+// LDU_WEB_OUT (screenshots, web-page-WIDTH-THEME.png of the first screen and
+// web-page-WIDTH-THEME-full.png of the whole page; default: the temporary
+// directory),
 // LDU_WEB_LIVE_SECONDS (live updates before the second round, default 60),
 // CHROMIUM.
 
@@ -279,7 +281,8 @@ describe('live page: widths, keyboard, dark, screen readers', { concurrency: fal
       for (const theme of THEMES) {
         await show(viewport, theme);
         await page.evaluate(() => window.scrollTo(0, 0));
-        await page.screenshot({ path: path.join(out, `web-page-${viewport.width}-${theme}.png`), fullPage: true });
+        await page.screenshot({ path: path.join(out, `web-page-${viewport.width}-${theme}.png`) });
+        await page.screenshot({ path: path.join(out, `web-page-${viewport.width}-${theme}-full.png`), fullPage: true });
       }
     }
   });

@@ -5,9 +5,9 @@
 // Environment: LDU_STAGE (staged install, required), LDU_SOURCE_DIR (checkout,
 // for scripts/web-conf), LDU_WEB_OUT (screenshots and figures; default: the
 // temporary directory), LDU_WEB_SOAK_SECONDS (length of the heap measurement,
-// default 60), LDU_WEB_PLAIN_SECONDS (length of the update-time measurement
-// with no DevTools client attached, default 60), CHROMIUM (default
-// /usr/bin/chromium).
+// default 60), LDU_WEB_PLAIN_SECONDS (length of each update-time measurement
+// with no DevTools client attached, at 1280x900 and at 390x844; default 60),
+// CHROMIUM (default /usr/bin/chromium).
 
 import { describe, it, before, after } from 'node:test';
 import assert from 'node:assert/strict';
@@ -242,15 +242,19 @@ describe('live page', { concurrency: false }, () => {
     assert.deepEqual(problems, []);
   });
 
-  it('measures the update time in a headless Chromium with no DevTools client attached', async () => {
+  it('measures the update time in a headless Chromium with no DevTools client attached, wide and narrow', async () => {
     // The attached page stops reading while the other browser measures.
     await page.goto('about:blank');
-    const plain = await measureUnattached({ url: rig.measuredUrl, dir: rig.dir, seconds: PLAIN_SECONDS });
-    figures.unattached = { ...plain, seconds: PLAIN_SECONDS };
-    saveFigures();
-    console.log(`web figures, no DevTools client: ${JSON.stringify(plain)}`);
-    assert.ok(plain.ticks >= PLAIN_SECONDS / 2, `${plain.ticks} ticks`);
-    assert.ok(Number.isFinite(plain.medianUpdateMs), 'no update time');
-    for (const name of DOCUMENTS) assert.equal(plain.states[name], 'ok', name);
+    figures.unattached = {};
+    for (const size of [{ width: 1280, height: 900 }, { width: 390, height: 844 }]) {
+      const plain = await measureUnattached({ url: rig.measuredUrl, dir: rig.dir, seconds: PLAIN_SECONDS, size });
+      const name = `${size.width}x${size.height}`;
+      figures.unattached[name] = { ...plain, seconds: PLAIN_SECONDS };
+      saveFigures();
+      console.log(`web figures, no DevTools client, ${name}: ${JSON.stringify(plain)}`);
+      assert.ok(plain.ticks >= PLAIN_SECONDS / 2, `${name}: ${plain.ticks} ticks`);
+      assert.ok(Number.isFinite(plain.medianUpdateMs), `${name}: no update time`);
+      for (const doc of DOCUMENTS) assert.equal(plain.states[doc], 'ok', `${name}: ${doc}`);
+    }
   });
 });

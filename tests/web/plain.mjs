@@ -13,19 +13,20 @@ import { chromium } from 'playwright-core';
 import { BROWSER_FLAGS, CHROMIUM, waitFor } from './rig.mjs';
 import { medianSince, countSince } from './figures.mjs';
 
-const FLAGS = [...BROWSER_FLAGS, '--window-size=1280,900', '--remote-debugging-address=127.0.0.1', '--remote-debugging-port=0'];
+const FLAGS = [...BROWSER_FLAGS, '--remote-debugging-address=127.0.0.1', '--remote-debugging-port=0'];
 // Ticks left out at the start: the first reads also compile the page's code.
 const WARM_UP_TICKS = 5;
 
 // Runs the page at url for `seconds` in a browser of its own (profile and HOME
-// inside dir) and returns the median update time and the time until painted
+// inside dir) with a window of the given size ({ width, height }) and returns the median update time and the time until painted
 // over the ticks after the warm-up, with the number of ticks and the state of
 // every document at the end. The browser and all its processes are gone when
 // this returns or throws.
-export async function measureUnattached({ url, dir, seconds }) {
+export async function measureUnattached({ url, dir, seconds, size }) {
   const profile = fs.mkdtempSync(path.join(dir, 'chromium-plain-'));
   const env = { ...process.env, HOME: profile, XDG_CONFIG_HOME: profile, XDG_CACHE_HOME: profile };
-  const child = spawn(CHROMIUM, [...FLAGS, `--user-data-dir=${profile}`, url], { env, stdio: 'ignore', detached: true });
+  const windowSize = `--window-size=${size.width},${size.height}`;
+  const child = spawn(CHROMIUM, [...FLAGS, windowSize, `--user-data-dir=${profile}`, url], { env, stdio: 'ignore', detached: true });
   const exited = new Promise((resolve) => child.once('exit', resolve));
   child.once('error', () => {});
   const killNow = () => signalGroup(child, 'SIGKILL');

@@ -11,7 +11,7 @@ const BAR_HEIGHT = 140;
 const WAVE_HEIGHT = 140;
 const PAD = 4;
 const WAVE_POINTS = 256;
-// Keys that move between the bars of a spectrum: to the order they lead to.
+// Keys moving between bars: the order each leads to.
 const MOVES = {
   ArrowRight: (h) => h + 1, ArrowUp: (h) => h + 1, ArrowLeft: (h) => h - 1, ArrowDown: (h) => h - 1,
   PageUp: (h) => h + 10, PageDown: (h) => h - 10, Home: () => 1, End: (h, last) => last,

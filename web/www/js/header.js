@@ -37,7 +37,8 @@ export class HeaderPanel {
   }
 
   freshnessTable() {
-    const details = el('details', { class: 'freshness', open: '' });
+    const details = el('details', { class: 'freshness' });
+    details.open = innerWidth >= 700; // folded on a phone
     details.append(el('summary', {}, 'Documents'));
     const table = details.appendChild(el('table', { class: 'grid fit-7' }));
     table.append(el('caption', { class: 'vh' }, 'State of every document read by the page'));
