@@ -30,6 +30,8 @@ const AXE = fs.readFileSync(createRequire(import.meta.url).resolve('axe-core/axe
 const VIEWPORTS = [{ width: 360, height: 740 }, { width: 390, height: 844 }, { width: 768, height: 1024 }, { width: 1280, height: 900 }];
 const THEMES = ['light', 'dark'];
 const SCREENSHOT_WIDTHS = [390, 1280];
+// Widths between and beyond, where the layout changes: only the layout is checked.
+const SWEEP = [400, 420, 460, 480, 520, 560, 600, 640, 700, 800, 1024, 1160, 1200, 1440, 1920];
 const MAX_TAB_STOPS = 40;
 
 let rig;
@@ -191,6 +193,18 @@ describe('live page: widths, keyboard, dark, screen readers', { concurrency: fal
         found.push(...await layoutProblems(viewport, theme));
         for (const v of await axeViolations()) found.push(`${viewport.width}x${viewport.height} ${theme}: axe ${v}`);
       }
+    }
+    await closeOpened();
+    assert.deepEqual(found, []);
+  });
+
+  it('fits every width from 360 to 1920 px', async () => {
+    const found = [];
+    await openAll();
+    for (const width of SWEEP) {
+      const viewport = { width, height: 900 };
+      await show(viewport, 'light');
+      found.push(...await layoutProblems(viewport, 'light'));
     }
     await closeOpened();
     assert.deepEqual(found, []);

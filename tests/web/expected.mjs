@@ -140,7 +140,7 @@ export async function measure(page, context, wwwDir, seconds) {
     const { metrics } = await cdp.send('Performance.getMetrics');
     return metrics.find((m) => m.name === 'JSHeapUsedSize').value;
   };
-  const since = await page.evaluate(() => window.lduMeasure.ticks);
+  const since = await page.evaluate(() => window.lduMeasure.ticks());
   const samples = [await heap()];
   const loads = [os.loadavg()[0]];
   const end = Date.now() + seconds * 1000;
@@ -149,7 +149,7 @@ export async function measure(page, context, wwwDir, seconds) {
     samples.push(await heap());
     loads.push(os.loadavg()[0]);
   }
-  const { updates, painted, ticks } = await page.evaluate(() => window.lduMeasure);
+  const { updates, painted, ticks } = await page.evaluate(() => window.lduMeasure.snapshot());
   return {
     pageWeightBytes: pageWeight(wwwDir), medianUpdateMs: medianSince(updates, since), medianPaintedMs: medianSince(painted, since),
     ticks: ticks - since, soakSeconds: seconds,

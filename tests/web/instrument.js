@@ -4,30 +4,45 @@
 // records, for every tick the page announces ("livetick"), the time until the
 // values were in the DOM and the time until they were painted (the first
 // task after the next animation frame), and every Content-Security-Policy
-// violation. window.lduMeasure holds the last 600 of each: memory stays flat.
+// violation. The times go into rings of 600 allocated at the start, so the
+// page's heap is not changed by the measuring; window.lduMeasure.snapshot()
+// gives { ticks, updates: [[tick, ms]...], painted: [...], violations }.
 (() => {
   const KEPT = 600;
-  const measure = { ticks: 0, updates: [], painted: [], violations: [] };
-  let framePending = false;
-  const keep = (list, entry) => {
-    list.push(entry);
-    if (list.length > KEPT) list.shift();
+  const ring = () => ({ ticks: new Float64Array(KEPT), ms: new Float64Array(KEPT), count: 0 });
+  const keep = (r, tick, ms) => {
+    r.ticks[r.count % KEPT] = tick;
+    r.ms[r.count % KEPT] = ms;
+    r.count += 1;
   };
-  window.lduMeasure = measure;
+  const entries = (r) => {
+    const out = [];
+    for (let n = Math.max(0, r.count - KEPT); n < r.count; n += 1) out.push([r.ticks[n % KEPT], r.ms[n % KEPT]]);
+    return out;
+  };
+  const updates = ring();
+  const painted = ring();
+  const violations = [];
+  let ticks = 0;
+  let framePending = false;
+  window.lduMeasure = {
+    ticks: () => ticks,
+    snapshot: () => ({ ticks, updates: entries(updates), painted: entries(painted), violations: violations.slice() }),
+  };
   document.addEventListener('livetick', (event) => {
     const { tick, startedAt, endedAt } = event.detail;
-    keep(measure.updates, [tick, endedAt - startedAt]);
-    measure.ticks = tick + 1;
+    keep(updates, tick, endedAt - startedAt);
+    ticks = tick + 1;
     // At most one frame is waited for at a time: a hidden page draws no
     // frames and must not pile up callbacks.
     if (framePending) return;
     framePending = true;
     requestAnimationFrame(() => setTimeout(() => {
       framePending = false;
-      keep(measure.painted, [tick, performance.now() - startedAt]);
+      keep(painted, tick, performance.now() - startedAt);
     }, 0));
   });
   document.addEventListener('securitypolicyviolation', (event) => {
-    keep(measure.violations, `${event.violatedDirective} ${event.blockedURI}`);
+    if (violations.length < 100) violations.push(`${event.violatedDirective} ${event.blockedURI}`);
   });
 })();

@@ -118,7 +118,7 @@ describe('live page', { concurrency: false }, () => {
   it('works under the Content-Security-Policy: no inline script or style, no eval', async () => {
     const response = await fetch(`${rig.url}/common_ui/live/`);
     assert.equal(response.headers.get('content-security-policy'), CONTENT_SECURITY_POLICY);
-    assert.deepEqual(await page.evaluate(() => window.lduMeasure.violations), []);
+    assert.deepEqual(await page.evaluate(() => window.lduMeasure.snapshot().violations), []);
     assert.equal(await page.locator('[style]').count(), 0);
   });
 

@@ -60,7 +60,7 @@ async function readFigures(port) {
     const page = browser.contexts()[0].pages().find((p) => p.url().includes('/common_ui/measured/'));
     if (!page) throw new Error('the measured page is not open in the plain browser');
     const { updates, painted, states } = await page.evaluate(() => ({
-      ...window.lduMeasure,
+      ...window.lduMeasure.snapshot(),
       states: Object.fromEntries([...document.querySelectorAll('[data-fresh-for]')].map((row) => [row.dataset.freshFor, row.querySelector('.state').textContent])),
     }));
     return {
