@@ -195,11 +195,6 @@ describe('live page', { concurrency: false }, () => {
     const before = { time: await field('polling_data.json', 'dateTime'), volts: await field('polling_data.json', 'volts', 0) };
     await waitFor('new values', async () => (await field('polling_data.json', 'dateTime')) !== before.time
       && (await field('polling_data.json', 'volts', 0)) !== before.volts, 8000);
-    await page.setViewportSize({ width: 1280, height: 900 });
-    await page.screenshot({ path: path.join(out, 'web-page-1280x900.png'), fullPage: true });
-    await page.setViewportSize({ width: 390, height: 844 });
-    await page.screenshot({ path: path.join(out, 'web-page-390x844.png'), fullPage: true });
-    await page.setViewportSize({ width: 1280, height: 900 });
     assert.deepEqual(problems, []);
   });
 
