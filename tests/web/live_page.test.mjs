@@ -117,7 +117,8 @@ describe('live page', { concurrency: false }, () => {
 
   it('works under the Content-Security-Policy: no inline script or style, no eval', async () => {
     const response = await fetch(`${rig.url}/common_ui/live/`);
-    assert.equal(response.headers.get('content-security-policy'), CONTENT_SECURITY_POLICY);
+    const policy = response.headers.get('content-security-policy') || '';
+    for (const directive of CONTENT_SECURITY_POLICY.split('; ')) assert.ok(policy.includes(directive), `${directive} in "${policy}"`);
     assert.deepEqual(await page.evaluate(() => window.lduMeasure.snapshot().violations), []);
     assert.equal(await page.locator('[style]').count(), 0);
   });
