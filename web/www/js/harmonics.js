@@ -1,9 +1,7 @@
 // Harmonics panel (thd_data.json): per channel a bar chart of the magnitude
 // of each harmonic order in % of the fundamental (orders 1-63, or 1-127 on
 // request), the phase angle of a bar on hover or keyboard focus, and one
-// period of the channel's waveform rebuilt from its spectrum. The document
-// lists each array from order 127 down to order 0, so order h is element
-// 127 - h.
+// period of the channel's waveform rebuilt from its spectrum (spectrum.js).
 
 import { el, boundTable, Bindings } from './dom.js';
 import { DOC, block } from './documents.js';
