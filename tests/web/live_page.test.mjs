@@ -225,7 +225,7 @@ describe('live page', { concurrency: false }, () => {
 
   it('measures page weight, update time and heap, reading each document at its own period', async () => {
     const readsBefore = new Map(reads);
-    Object.assign(figures, await expect.measure(page, context, path.join(STAGE, 'share/livedata_update/www'), SOAK_SECONDS));
+    Object.assign(figures, await expect.measure(page, context, path.join(STAGE, 'share/livedata-update/www'), SOAK_SECONDS));
     const readsDuring = DOCUMENTS.map((name) => [name, (reads.get(name) || 0) - (readsBefore.get(name) || 0)]);
     saveFigures();
     console.log(`web figures: ${JSON.stringify(figures)}`);

@@ -65,7 +65,7 @@ export class MeterRig {
   // www: the page's directory to serve (default: the staged install's).
   constructor({ stage, source, www }) {
     this.stage = stage;
-    this.www = www || path.join(stage, 'share/livedata_update/www');
+    this.www = www || path.join(stage, 'share/livedata-update/www');
     this.source = source;
     this.dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ldu-web-'));
     this.daemonJson = path.join(this.dir, 'daemon', JSON_PATH);
@@ -99,7 +99,7 @@ export class MeterRig {
     for (const dir of ['home/korvo.data/test', 'home/korvo.data/root']) fs.mkdirSync(path.join(this.dir, dir), { recursive: true });
     fs.mkdirSync(this.daemonJson, { recursive: true });
     fs.mkdirSync(this.servedJson, { recursive: true });
-    fs.copyFileSync(path.join(this.stage, 'share/livedata_update/livedata_update_runtime.xml'),
+    fs.copyFileSync(path.join(this.stage, 'share/livedata-update/livedata_update_runtime.xml'),
       path.join(this.dir, 'home/korvo.data/test/livedata_update_runtime.xml'));
     for (const name of DOCUMENTS) this.link(name);
   }
