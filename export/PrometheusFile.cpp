@@ -1,9 +1,7 @@
 #include "export/PrometheusFile.h"
 
-#include <unistd.h>
-
+#include "base/ReplacementFile.h"
 #include "export/PrometheusText.h"
-#include "export/ReplaceFile.h"
 
 namespace ldexport {
 
@@ -12,17 +10,10 @@ namespace {
 // Every family at its largest with long label texts stays far below this.
 constexpr size_t kTextCapacity = 64 * 1024;
 
-std::string temporaryPathFor(const std::string& path) {
-  size_t slash = path.rfind('/');
-  std::string directory = slash == std::string::npos ? "" : path.substr(0, slash + 1);
-  std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
-  return directory + "." + name + "." + std::to_string(getpid()) + ".tmp";
-}
-
 }  // namespace
 
 PrometheusFile::PrometheusFile(const std::string& path, FILE* log)
-    : path_(path), temporaryPath_(temporaryPathFor(path)), log_(log), text_(kTextCapacity) {}
+    : path_(path), log_(log), text_(kTextCapacity) {}
 
 bool PrometheusFile::write(const Snapshot& snapshot) {
   formatPrometheusText(snapshot, &text_);
@@ -32,7 +23,7 @@ bool PrometheusFile::write(const Snapshot& snapshot) {
     return false;
   }
   base::Status status =
-      replaceFile(path_.c_str(), temporaryPath_.c_str(), text_.data(), text_.size());
+      base::ReplacementFile::replace(path_.c_str(), text_.data(), text_.size(), 0644, false);
   if (!status.ok()) {
     if (!failing_) fprintf(log_, "livedata_export: %s\n", status.message().c_str());
     failing_ = true;

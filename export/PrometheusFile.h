@@ -1,6 +1,6 @@
 // The Prometheus text file of livedata_export: formatted into a buffer
 // allocated at construction and replaced atomically every period
-// (replaceFile: a temporary ".NAME.PID.tmp" beside it, fsync, rename), so
+// (base::ReplacementFile: a temporary beside it, fsync, rename; mode 0644), so
 // Prometheus's scrape through a web server and node_exporter's textfile
 // collector always read one period whole.
 //
@@ -33,7 +33,6 @@ class PrometheusFile {
 
  private:
   std::string path_;
-  std::string temporaryPath_;
   FILE* log_;
   TextBuffer text_;
   bool failing_ = false;

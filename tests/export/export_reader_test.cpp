@@ -13,7 +13,6 @@
 #include "export/MqttMessages.h"
 #include "export/PrometheusFile.h"
 #include "export/PrometheusText.h"
-#include "export/ReplaceFile.h"
 #include "export/SnapshotReader.h"
 #include "platform/common_api.h"
 #include "platform/meter_blocks.h"
@@ -183,39 +182,34 @@ TEST(SnapshotReader, NoMapYetThenAMapThenAReplacementWithTheMissingKey) {
   unsetenv("DATAMAP_FILE");
 }
 
-TEST(ReplaceFile, ReplacesWholeAndNeverWritesThroughALink) {
+TEST(PrometheusFile, ReplacesWholeAndNeverWritesThroughALink) {
   testsupport::TempDir dir;
   std::string path = dir.file("metrics.prom");
-  std::string temporary = dir.file(".metrics.prom.1.tmp");
   std::string victim = dir.file("victim");
-  testsupport::writeFile(path, "old\n");
   testsupport::writeFile(victim, "keep\n");
-  ASSERT_EQ(0, symlink(victim.c_str(), temporary.c_str()));
-  base::Status status = replaceFile(path.c_str(), temporary.c_str(), "new\n", 4);
-  ASSERT_TRUE(status.ok()) << status.message();
-  EXPECT_EQ("new\n", testsupport::readFile(path));
+  ASSERT_EQ(0, symlink(victim.c_str(), path.c_str()));
+  PrometheusFile file(path, stderr);
+  Snapshot snapshot;
+  ASSERT_TRUE(file.write(snapshot));
   EXPECT_EQ("keep\n", testsupport::readFile(victim));
-  EXPECT_FALSE(testsupport::fileExists(temporary));
   struct stat info;
-  ASSERT_EQ(0, stat(path.c_str(), &info));
-  EXPECT_EQ(0644u, info.st_mode & 0777 & ~0022u);
+  ASSERT_EQ(0, lstat(path.c_str(), &info));
+  EXPECT_TRUE(S_ISREG(info.st_mode));
+  EXPECT_EQ(0644u, info.st_mode & 0777);
+  EXPECT_EQ(std::string(file.text().data(), file.text().size()), testsupport::readFile(path));
 }
 
-TEST(ReplaceFile, AFailureLeavesTheOldFileAndNoTemporary) {
+TEST(PrometheusFile, AFailureLeavesTheOldFile) {
   testsupport::TempDir dir;
-  std::string path = dir.file("metrics.prom");
-  testsupport::writeFile(path, "old\n");
-  std::string temporary = dir.file("missing/.metrics.prom.tmp");
-  base::Status status = replaceFile(path.c_str(), temporary.c_str(), "new\n", 4);
-  EXPECT_FALSE(status.ok());
-  EXPECT_NE(std::string::npos, status.message().find("create"));
-  EXPECT_EQ("old\n", testsupport::readFile(path));
-  // rename over a directory fails: the temporary is removed again.
   std::string directory = dir.file("adir");
   testsupport::makeDirs(directory + "/inside");
-  status = replaceFile(directory.c_str(), dir.file(".adir.tmp").c_str(), "x", 1);
-  EXPECT_FALSE(status.ok());
-  EXPECT_FALSE(testsupport::fileExists(dir.file(".adir.tmp")));
+  PrometheusFile file(directory, stderr);
+  Snapshot snapshot;
+  EXPECT_FALSE(file.write(snapshot));
+  struct stat info;
+  ASSERT_EQ(0, lstat(directory.c_str(), &info));
+  EXPECT_TRUE(S_ISDIR(info.st_mode));
+  EXPECT_TRUE(testsupport::fileExists(directory + "/inside"));
 }
 
 TEST(ExportAllocations, NoHeapAllocationPerPeriodAfterTheFirst) {
