@@ -33,10 +33,11 @@ export const DOCUMENTS = [
 export const WRITTEN_DIRS = [
   'home', 'home/korvo.data', 'home/korvo.data/test', 'home/korvo.data/root', 'www', 'www/home',
   'www/home/korvo.web', 'www/home/korvo.web/lighttpd', 'www/home/korvo.web/lighttpd/www', HTDOCS_PATH,
-  `${HTDOCS_PATH}/common_ui`, JSON_PATH, 'www/live-page',
+  `${HTDOCS_PATH}/common_ui`, JSON_PATH, 'www/live-page', 'www/metrics',
 ];
 export const WRITTEN_FILES = [
-  'lighttpd.conf', 'meter-sim.out', 'livedata_update.out', 'lighttpd.out', 'livedata.log', 'livedata.pid',
+  'lighttpd.conf', 'meter-sim.out', 'livedata_update.out', 'livedata_export.out', 'lighttpd.out',
+  'livedata.log', 'livedata.pid', 'www/metrics/metrics.prom',
   'datamap', 'home/korvo.data/test/livedata_update_runtime.xml', 'home/korvo.data/root/kv7720.kps',
   ...DOCUMENTS.map((name) => `${JSON_PATH}/${name}`),
 ];
@@ -134,13 +135,14 @@ export class RunningDemo {
     this.exited = new Promise((resolve) => this.child.once('exit', (code, signal) => resolve({ code, signal })));
   }
 
-  // The pids the demo prints once all three programs run.
+  // The pids the demo prints once all its programs run.
   async started(timeoutMs = 60000) {
     await waitFor('the demo to print its page', () => /demo: page: /.test(this.output) || this.child.exitCode !== null,
       timeoutMs);
-    const match = /meter-sim \(pid (\d+)\), livedata_update \(pid (\d+)\) and lighttpd \(pid (\d+)\)/.exec(this.output);
+    const match = /meter-sim \(pid (\d+)\), livedata_update \(pid (\d+)\), livedata_export \(pid (\d+)\) and lighttpd \(pid (\d+)\)/
+      .exec(this.output);
     if (!match) throw new Error(`the demo did not start:\n${this.output}`);
-    return { sim: Number(match[1]), daemon: Number(match[2]), web: Number(match[3]) };
+    return { sim: Number(match[1]), daemon: Number(match[2]), exporter: Number(match[3]), web: Number(match[4]) };
   }
 
   async stop() {
