@@ -7,12 +7,14 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <string>
 
 #include "daemon/AppUsage.h"
 #include "daemon/DaemonShutdown.h"
+#include "daemon/ServiceReadiness.h"
 #include "daemon/VersionInformation.h"
 #include "daemon/livedata_update_Runtime.h"
 #include "livedata/DmAccess.h"
@@ -191,10 +193,14 @@ void startUpdaters() {
                                   "symmetrical_components.json");
 }
 
+// Each turn also tells a service manager, once, that the service is up (the
+// platform sends nothing when no manager asked for it).
 [[noreturn]] void heartbeatLoop() {
+  ServiceReadiness readiness(std::string(flicker->getWebRoot()) + kJsonDirectory, liveDataThreads);
   if (debug) puts("entering main loop");
   for (;;) {
     sleep(static_cast<unsigned int>(ldu_Runtime.heartbeatInterval()));
+    readiness.notifyWhenReady();
     if (ldu_Runtime.heartbeatEnable()) {
       if (debug) puts("heartbeat...");
       heartbeat_notify();
@@ -208,6 +214,9 @@ void startUpdaters() {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // Whatever umask the caller left, no document or pid file is writable by
+  // anyone but the daemon's user.
+  umask(022);
   // Line-buffered even into a file or pipe: every line is out when it is printed,
   // and nothing buffered is written twice when the process forks to daemonize.
   setvbuf(stdout, nullptr, _IOLBF, 0);

@@ -8,7 +8,7 @@
 #include <strings.h>
 #include <unistd.h>
 
-#include "livedata/InputFile.h"
+#include "base/InputFile.h"
 #include "livedata/JsonDirectory.h"
 #include "livedata/RuntimeLog.h"
 #include "profile/ProfileLabel.h"
@@ -65,17 +65,20 @@ FILE* livedata_update_Runtime::openWithRetries(const char* path, int* attempts) 
   *attempts = 0;
   for (;;) {
     int fd = -1;
-    InputFile::Status status = InputFile::open(path, O_RDONLY, kMaxRuntimeFileSize, &fd);
+    base::Status status = base::InputFile::open(path, O_RDONLY, kMaxRuntimeFileSize, &fd);
     ++*attempts;
-    if (status == InputFile::kOk) {
+    if (status.ok()) {
       FILE* file = fdopen(fd, "r");
       if (file == nullptr) close(fd);
       return file;
     }
     // A FIFO, a device or a huge file is no configuration; retrying will not
     // change that. Nor will a missing or forbidden file appear within milliseconds.
-    if (status != InputFile::kCannotOpen) return nullptr;
-    if (errno == ENOENT || errno == EACCES || *attempts >= kMaxOpens) return nullptr;
+    if (base::InputFile::refusal(status) != base::InputFile::Refusal::kCannotOpen) return nullptr;
+    const int error = status.errnum();
+    if (error == ENOENT || error == EACCES || error == ELOOP || *attempts >= kMaxOpens) {
+      return nullptr;
+    }
     usleep(1000);
   }
 }

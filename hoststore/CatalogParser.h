@@ -9,6 +9,7 @@
 #ifndef HOSTSTORE_CATALOGPARSER_H_
 #define HOSTSTORE_CATALOGPARSER_H_
 
+#include <stddef.h>
 #include <stdint.h>
 
 #include <string>
@@ -18,6 +19,9 @@
 #include "hoststore/MapFormat.h"
 
 namespace dmhost {
+
+// Largest catalogue file accepted by `dmtool create` and meter-sim (16 MiB).
+constexpr size_t kMaxCatalogBytes = 16u * 1024 * 1024;
 
 struct CatalogEntry {
   std::string key;

@@ -9,13 +9,13 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/InputFile.h"
+#include "base/WriteAll.h"
 #include "hoststore/CatalogParser.h"
 #include "hoststore/EntrySeqLock.h"
 #include "hoststore/MappedMap.h"
 #include "hoststore/NumericValue.h"
 #include "hoststore/ValueText.h"
-#include "platform/host/InputFile.h"
-#include "platform/host/WriteAll.h"
 
 namespace dmhost {
 
@@ -113,7 +113,7 @@ base::Status installImage(const std::string& path, const std::string& image, uin
   if (fd < 0)
     return base::Status::Error("", "cannot create a temporary file beside " + path, errno);
   bool ok = fchmod(fd, 0644) == 0 && ftruncate(fd, static_cast<off_t>(totalSize)) == 0 &&
-            writeAll(fd, image) && fsync(fd) == 0;
+            base::writeAll(fd, image).ok() && fsync(fd) == 0;
   int savedErrno = errno;
   ok = close(fd) == 0 && ok;
   int previous = ok ? lockPrevious(path) : -1;
@@ -186,10 +186,8 @@ base::Status HostDatamap::createFromCatalogText(const std::string& path, const s
 base::Status HostDatamap::createFromCatalogFile(const std::string& path,
                                                 const std::string& catalogPath) {
   std::string text;
-  std::string reason;
-  if (!InputFile::read(catalogPath, InputFile::kMaxCatalogBytes, &text, &reason)) {
-    return base::Status::Error("", reason);
-  }
+  base::Status status = base::InputFile::read(catalogPath.c_str(), kMaxCatalogBytes, &text);
+  if (!status.ok()) return base::Status::Error("", base::InputFile::describe(status));
   return createFromCatalogText(path, text, catalogPath);
 }
 

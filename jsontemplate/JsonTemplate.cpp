@@ -13,7 +13,7 @@
 
 #include "jsontemplate/TemplatePause.h"
 #include "livedata/Globals.h"
-#include "livedata/InputFile.h"
+#include "base/InputFile.h"
 #include "livedata/RuntimeLog.h"
 
 namespace {
@@ -113,7 +113,7 @@ int JsonTemplate::getFileInfo(const char* path, struct stat& info) { return stat
 
 long long JsonTemplate::getFileLength(const char* path) {
   int fd = -1;
-  if (InputFile::open(path, O_RDONLY, static_cast<size_t>(-1), &fd) != InputFile::kOk) return -1;
+  if (!base::InputFile::open(path, O_RDONLY, static_cast<size_t>(-1), &fd).ok()) return -1;
   struct stat info;
   long long length = fstat(fd, &info) == 0 ? static_cast<long long>(info.st_size) : -1;
   close(fd);
@@ -124,14 +124,14 @@ int JsonTemplate::readJsonTemplateFile(const std::string& path, std::string& tex
   resetConfiguration();
   if (traceEnabled()) std::cout << "Reading json template : " << path << std::endl;
   std::string contents;
-  const InputFile::Status status = InputFile::read(path.c_str(), kMaxTemplateSize, &contents);
-  if (status == InputFile::kTooLarge) {
-    const std::string why = InputFile::describe(status, kMaxTemplateSize);
+  const base::Status status = base::InputFile::read(path.c_str(), kMaxTemplateSize, &contents);
+  if (base::InputFile::refusal(status) == base::InputFile::Refusal::kTooLarge) {
+    const std::string why = status.step();
     writeError("Unable to read json template : " + path + " (" + why + ")\n\n");
     runtime_log("Unable to read json template : %s (%s)\n", path.c_str(), why.c_str());
     return -1;
   }
-  if (status != InputFile::kOk) {
+  if (!status.ok()) {
     writeError("Unable to read json template : " + path + "\n\n");
     runtime_log("Unable to read json template : %s\n", path.c_str());
     return -1;

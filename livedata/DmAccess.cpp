@@ -22,6 +22,12 @@ int resolve_dm_key_as(const char* key, const char* reportedKey, unsigned int* in
 }
 
 int map_sys_block(int number, const char* name, const unsigned char** block) {
+  size_t size = 0;
+  return map_sys_block(number, name, block, &size);
+}
+
+int map_sys_block(int number, const char* name, const unsigned char** block, size_t* blockSize) {
+  *blockSize = 0;
   unsigned int size = 0;
   unsigned int flags = 0;
   void* start = nullptr;
@@ -32,6 +38,7 @@ int map_sys_block(int number, const char* name, const unsigned char** block) {
     return status;
   }
   *block = static_cast<const unsigned char*>(start);
+  *blockSize = size;
   return status;
 }
 

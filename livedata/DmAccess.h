@@ -8,6 +8,8 @@
 #ifndef LIVEDATA_DMACCESS_H_
 #define LIVEDATA_DMACCESS_H_
 
+#include <stddef.h>
+
 #include "platform/datamap.h"
 
 // Storage size of text records: the longest string a datamap key holds.
@@ -36,6 +38,8 @@ int resolve_dm_key_as(const char* key, const char* reportedKey, unsigned int* in
 // Maps system block 1 or 2 on `dm`; on failure prints
 // "dm_get_sys_data_handle error on key \"NAME\" with error code= CODE".
 int map_sys_block(int number, const char* name, const unsigned char** block);
+// The same, also giving the block's length in bytes in *size (0 on failure).
+int map_sys_block(int number, const char* name, const unsigned char** block, size_t* size);
 
 // Typed reads of a record from `dm`; return the read's status.
 int dm_read(DmKey<double>& key);

@@ -46,6 +46,9 @@ DocumentFile::DocumentFile(size_t expectedSize) {
 
 namespace {
 
+// Readable by the web server, written by the daemon only (less the umask).
+constexpr mode_t kDocumentMode = 0644;
+
 // Short name of an errno value for a log line ("ENOSPC"), or "" when unknown.
 const char* errorName(int error) {
   const char* name = strerrorname_np(error);
@@ -55,31 +58,21 @@ const char* errorName(int error) {
 }  // namespace
 
 // A document left open (its cycle did not finish) keeps its previous text: the
-// file is truncated only by close().
-DocumentFile::~DocumentFile() {
-  if (fd_ >= 0) ::close(fd_);
-}
+// temporary is removed.
+DocumentFile::~DocumentFile() = default;
 
 bool DocumentFile::open(const char* path) {
   if (!openKeepingOwner(path)) return false;
-  chown_to_parent_dir(path);
+  // As chown_to_parent_dir would, but on the descriptor: failures are ignored.
+  replacement_.giveDirectoryOwner().ignore();
   return true;
 }
 
 bool DocumentFile::openKeepingOwner(const char* path) {
-  if (fd_ >= 0) close();
+  if (replacement_.isOpen()) close();
   text_.clear();
-  // Not truncated: readers keep the previous text while this cycle formats.
-  // O_NONBLOCK: a FIFO or device put at the path must not stall the updater.
-  int fd = ::open(path, O_WRONLY | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
-  if (fd < 0) return false;
-  struct stat status;
-  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
-    ::close(fd);
-    return false;
-  }
-  fd_ = fd;
-  openedSize_ = status.st_size;
+  // 0644 under the daemon's umask (022).
+  if (!replacement_.begin(path, kDocumentMode).ok()) return false;
   path_.assign(path);
   return true;
 }
@@ -118,47 +111,23 @@ void DocumentFile::appendFrameEnd(const char* designation, const ZUL_TIMESTAMP_8
 }
 
 void DocumentFile::close() {
-  if (fd_ < 0) return;
-  const char* failedStep = replaceContents();
-  int error = errno;
-  ::close(fd_);
-  fd_ = -1;
-  noteOutcome(failedStep, error);
+  if (!replacement_.isOpen()) return;
+  base::Status outcome = replacement_.write(text_.data(), text_.size());
+  if (outcome.ok()) {
+    outcome = replacement_.commit();
+  } else {
+    replacement_.discard();
+  }
+  noteOutcome(outcome);
 }
 
-// The text goes over the previous one from the start, in one write, and the
-// file is then cut to the text's length when it was longer. Readers find the old
-// text or the new one, and only in a cycle whose text is shorter, for the moment
-// between the write and the cut, the new text followed by the old one's tail.
-// The file is never empty. (Cutting to zero first would leave it empty for as
-// long as the filesystem takes to free its blocks: about a quarter of a
-// millisecond on ext4 after an fsync, a few percent of the reads at 10 ms.)
-const char* DocumentFile::replaceContents() {
-  size_t done = 0;
-  while (done < text_.size()) {
-    ssize_t written = ::pwrite(fd_, text_.data() + done, text_.size() - done,
-                               static_cast<off_t>(done));
-    if (written < 0 && errno == EINTR) continue;
-    if (written <= 0) {
-      if (written == 0) errno = EIO;
-      return "write";
-    }
-    done += static_cast<size_t>(written);
-  }
-  if (openedSize_ > static_cast<off_t>(text_.size()) &&
-      ftruncate(fd_, static_cast<off_t>(text_.size())) != 0) {
-    return "ftruncate";
-  }
-  if (fsync(fd_) != 0) return "fsync";
-  return nullptr;
-}
-
-void DocumentFile::noteOutcome(const char* failedStep, int error) {
-  if (failedStep != nullptr && !failing_) {
+void DocumentFile::noteOutcome(const base::Status& outcome) {
+  if (!outcome.ok() && !failing_) {
     failing_ = true;
     runtime_log("DocumentFile %s failed, error=%d %s, document may be empty or cut: %s\n",
-                failedStep, error, errorName(error), path_.c_str());
-  } else if (failedStep == nullptr && failing_) {
+                outcome.step().c_str(), outcome.errnum(), errorName(outcome.errnum()),
+                path_.c_str());
+  } else if (outcome.ok() && failing_) {
     failing_ = false;
     runtime_log("DocumentFile written again: %s\n", path_.c_str());
   }

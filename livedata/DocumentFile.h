@@ -1,21 +1,23 @@
-// One JSON document of the web UI, rewritten whole in every cycle.
+// One JSON document of the web UI, replaced whole in every cycle.
 //
-// open() opens the file for writing (created when missing, 0666 less the umask,
-// but not truncated) and gives it its directory's owner; the text is then
-// collected in a buffer that keeps its capacity from cycle to cycle, and close()
-// writes the whole text over the old one with one write, cuts the file to the
-// text's length, flushes it to storage with fsync and closes it. Readers find
-// the previous text until close() and never an empty file (except a new one
-// before its first close); only in a cycle whose text is shorter than the last
-// one can a read between the write and the cut see the old text's tail after
-// the new text.
+// open() starts the replacement: it opens the document's directory and creates
+// a temporary file beside the document (base::ReplacementFile), mode 0644
+// less the umask, given the directory's owner and group through the
+// descriptor. The text is
+// collected in a buffer that keeps its capacity from cycle to cycle; close()
+// writes it to the temporary in one write, flushes it with fsync and renames it
+// over the document. Readers find the previous document until the rename and
+// the new one after it, always whole; the document is never written in place,
+// so nothing a reader holds open ever changes under it.
 //
-// A path that cannot be opened, or that names something other than a regular
-// file (a FIFO, a device, a directory), is skipped: open() returns false and
-// nothing else happens; opening never blocks. A failed or short write or a
-// failed fsync leaves standard error and the document alone; it is reported on
-// the runtime log channel once when the document starts failing and once when a
-// later close() succeeds again.
+// A document whose directory is missing or cannot be written is skipped:
+// open() returns false and nothing else happens. So is a name that holds a
+// directory, a FIFO, a device or a socket (left as it is; opening never
+// blocks). A symbolic link at the name is replaced by the document; its target
+// is never opened. A failed write, fsync or rename leaves standard error and
+// the previous document alone (the temporary is removed); it is reported on
+// the runtime log channel once when the document starts failing and once when
+// a later close() succeeds again.
 //
 // Thread-safety: one object per updater thread.
 #ifndef LIVEDATA_DOCUMENTFILE_H_
@@ -26,6 +28,7 @@
 
 #include <string>
 
+#include "base/ReplacementFile.h"
 #include "platform/datamap.h"
 
 class DocumentFile {
@@ -35,14 +38,15 @@ class DocumentFile {
   DocumentFile(const DocumentFile&) = delete;
   DocumentFile& operator=(const DocumentFile&) = delete;
 
-  // Opens path for this cycle; false (and nothing written) when it cannot or
-  // when path is not a regular file.
+  // Starts replacing path for this cycle; false (and nothing written) when it
+  // cannot (see above).
   bool open(const char* path);
   // open() without giving the file its directory's owner, for a document that
-  // sets its owner and mode itself.
+  // sets its owner and mode itself through fd().
   bool openKeepingOwner(const char* path);
-  bool isOpen() const { return fd_ >= 0; }
-  int fd() const { return fd_; }
+  bool isOpen() const { return replacement_.isOpen(); }
+  // The new document's descriptor while open (for fchmod and fchown).
+  int fd() const { return replacement_.fd(); }
 
   void printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void append(const char* text);
@@ -57,8 +61,8 @@ class DocumentFile {
   void appendFrameEnd(const char* designation, const ZUL_TIMESTAMP_8B_STRUCT& dateTime,
                       const ZUL_TIMESTAMP_8B_STRUCT& powerOnTime);
 
-  // Writes the collected text over the file's in one write, cuts the file to
-  // its length, fsyncs and closes. Does nothing when not open.
+  // Writes the collected text to the new document, fsyncs it and renames it
+  // over the old one. Does nothing when not open.
   void close();
 
   // True from a failed write or fsync until the next close() that succeeds.
@@ -68,14 +72,10 @@ class DocumentFile {
   const std::string& text() const { return text_; }
 
  private:
-  // The write, the cut and fsync. Null when all succeeded, otherwise the name
-  // of the step that failed (errno set).
-  const char* replaceContents();
   // Logs the start and the end of a run of failed closes.
-  void noteOutcome(const char* failedStep, int error);
+  void noteOutcome(const base::Status& outcome);
 
-  int fd_ = -1;
-  off_t openedSize_ = 0;  // the file's length at open()
+  base::ReplacementFile replacement_;
   bool failing_ = false;
   std::string path_;  // path of the open document, for the log lines
   std::string text_;

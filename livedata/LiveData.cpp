@@ -5,8 +5,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
-#include <fstream>
-
+#include "base/ReplacementFile.h"
 #include "livedata/Globals.h"
 #include "livedata/Timestamp.h"
 
@@ -92,9 +91,9 @@ int LiveData::checkLastUpdateTime(int ms) {
 int LiveData::checkLastUpdateTime() { return checkLastUpdateTime(interval_); }
 
 int LiveData::updateDataFile(const std::string& text) {
-  std::ofstream out(jsonFile_, std::ios::out | std::ios::trunc);
-  out << text;
-  out.close();
+  // Replaced by rename like every document (mode 0644, owner kept): a link or
+  // a FIFO at the name is never written through, readers never see it cut.
+  base::ReplacementFile::replace(jsonFile_, text.data(), text.size(), 0644, false).ignore();
   return 0;
 }
 
@@ -117,6 +116,7 @@ int LiveData::update_thread(bool writeThrough) {
   if (!isRunning()) return 0;
   for (;;) {
     runCycle(writeThrough);
+    cycleCompleted_.store(true, std::memory_order_release);
     // No object with a destructor is alive here: cancellation at these two
     // sleeps unwinds nothing but plain frames.
     cancellableSleepUs(1000);

@@ -9,7 +9,7 @@
 #include <unistd.h>
 
 #include "livedata/DocumentFile.h"
-#include "livedata/InputFile.h"
+#include "base/InputFile.h"
 
 #include "platform/common_api.h"
 #include "platform/datamap.h"
@@ -62,18 +62,19 @@ void ProfileLabel::resetLimitTableForTesting() {
 
 int ProfileLabel::print_profile_label(const char* settingsPath, const char* outputPath) {
   int fd = -1;
-  InputFile::Status status = openSettingsWithRetries(settingsPath, &fd);
-  if (status == InputFile::kCannotOpen) {
+  const base::Status status = openSettingsWithRetries(settingsPath, &fd);
+  const base::InputFile::Refusal refusal = base::InputFile::refusal(status);
+  if (refusal == base::InputFile::Refusal::kCannotOpen) {
     fprintf(stderr, "Cannot open file %s\n", settingsPath);
     return -1;
   }
-  if (status == InputFile::kTooLarge) {
+  if (refusal == base::InputFile::Refusal::kTooLarge) {
     // Refused before anything could cut it: such a file is not a settings file.
     fprintf(stderr, "Settings file %s is larger than %zu bytes, not read\n", settingsPath,
             kMaxSettingsFileSize);
     return -2;
   }
-  if (status == InputFile::kNotRegular) {
+  if (refusal == base::InputFile::Refusal::kNotRegular) {
     // A FIFO or a device offers no mapping of the settings.
     fprintf(stderr, "Failed to mmap\n");
     return -2;
@@ -103,11 +104,13 @@ int ProfileLabel::print_profile_label(const char* settingsPath, const char* outp
 // so failed opens are retried once a second; a missing file is final. What
 // stands at the path is checked without blocking: a FIFO, a device or an
 // oversized file is refused at once.
-InputFile::Status ProfileLabel::openSettingsWithRetries(const char* settingsPath, int* fd) {
+base::Status ProfileLabel::openSettingsWithRetries(const char* settingsPath, int* fd) {
   for (int attempt = 1;; ++attempt) {
-    InputFile::Status status = InputFile::open(settingsPath, O_RDWR, kMaxSettingsFileSize, fd);
-    if (status != InputFile::kCannotOpen) return status;
-    if (errno == ENOENT || attempt >= kSettingsOpenAttempts) return status;
+    base::Status status = base::InputFile::open(settingsPath, O_RDWR, kMaxSettingsFileSize, fd);
+    if (base::InputFile::refusal(status) != base::InputFile::Refusal::kCannotOpen) return status;
+    // A symbolic link at the path is refused for good: the file is cut below.
+    const int error = status.errnum();
+    if (error == ENOENT || error == ELOOP || attempt >= kSettingsOpenAttempts) return status;
     sleep(1);
   }
 }

@@ -17,7 +17,7 @@
 #include <string>
 
 #include "livedata/DocumentFile.h"
-#include "livedata/InputFile.h"
+#include "base/Status.h"
 #include "platform/logexporter.h"
 #include "platform/settings_file.h"
 
@@ -55,7 +55,7 @@ class ProfileLabel {
   static void resetLimitTableForTesting();
 
  private:
-  static InputFile::Status openSettingsWithRetries(const char* settingsPath, int* fd);
+  static base::Status openSettingsWithRetries(const char* settingsPath, int* fd);
   static void writeDocument(DocumentFile& out, const unsigned char* settings);
   static void writeLabelList(DocumentFile& out, const char* name, const unsigned char* settings,
                              size_t firstOffset, size_t stride, int count, const char* end);

@@ -1,5 +1,7 @@
 #include "updaters/EnergyUpdate.h"
 
+#include <string.h>
+
 #include "livedata/Globals.h"
 #include "platform/meter_blocks.h"
 #include "updaters/FactorySettingsFile.h"
@@ -156,7 +158,7 @@ void EnergyUpdate::addPeakKeys(Peak& peak, const char* bound) {
 
 int EnergyUpdate::initDmIndex() {
   keys().resolve();
-  map_sys_block(1, "shared_meter_data1", &sharedMeterData1_);
+  map_sys_block(1, "shared_meter_data1", &sharedMeterData1_, &sharedMeterData1Size_);
   map_sys_block(2, "shared_meter_readings", &sharedMeterReadings_);
   FactorySettingsFile::setPaths(webRoot());
   return 0;
@@ -175,8 +177,11 @@ void EnergyUpdate::writeBody(DocumentFile& out) {
     out.printf("\"%.3f\"%s", floats_[kDemand + i].value, i < 9 ? "," : "],\n");
   }
   // The quarter-hour values are printed as read, with " M" behind them.
-  out.printf("\"qhrblock\":[\"%s\",\"%.3f M\",\"%s\",\"%.3f M\"],\n", blockText(kQhrTexts[0]),
-             floats_[kQhr].value, blockText(kQhrTexts[1]), floats_[kQhr + 1].value);
+  out.append("\"qhrblock\":[\"");
+  appendBlockText(kQhrTexts[0]);
+  out.printf("\",\"%.3f M\",\"", floats_[kQhr].value);
+  appendBlockText(kQhrTexts[1]);
+  out.printf("\",\"%.3f M\"],\n", floats_[kQhr + 1].value);
   writeTextArray("accumulators", kAccumulatorTexts, 8);
   writeTextArray("aggregators", kAggregatorTexts, 4);
   out.append("\"maxdemand\":[");
@@ -191,15 +196,22 @@ void EnergyUpdate::writeBody(DocumentFile& out) {
   out.append("\",\n");
 }
 
-const char* EnergyUpdate::blockText(size_t offset) const {
-  if (sharedMeterData1_ == nullptr) return "";
-  return reinterpret_cast<const char*>(sharedMeterData1_ + offset);
+// The field's text ends at its NUL, and at the latest at the field's end or the
+// block's: a field that lost its NUL never runs into the next one.
+void EnergyUpdate::appendBlockText(size_t offset) {
+  if (sharedMeterData1_ == nullptr || offset >= sharedMeterData1Size_) return;
+  size_t room = sharedMeterData1Size_ - offset;
+  if (room > meter_blocks::kTextFieldSize) room = meter_blocks::kTextFieldSize;
+  const char* text = reinterpret_cast<const char*>(sharedMeterData1_ + offset);
+  document().append(text, strnlen(text, room));
 }
 
 void EnergyUpdate::writeTextArray(const char* name, const size_t* offsets, int count) {
   document().printf("\"%s\":[", name);
   for (int i = 0; i < count; ++i) {
-    document().printf("\"%s\"%s", blockText(offsets[i]), i + 1 < count ? "," : "],\n");
+    document().append("\"");
+    appendBlockText(offsets[i]);
+    document().append(i + 1 < count ? "\"," : "\"],\n");
   }
 }
 
@@ -207,8 +219,9 @@ void EnergyUpdate::writeTextValueArray(const char* name, const size_t* offsets,
                                        const DmKey<double>* values, int count) {
   document().printf("\"%s\":[", name);
   for (int i = 0; i < count; ++i) {
-    document().printf("\"%s\",\"%.3f\"%s", blockText(offsets[i]), values[i].value,
-                     i + 1 < count ? "," : "],\n");
+    document().append("\"");
+    appendBlockText(offsets[i]);
+    document().printf("\",\"%.3f\"%s", values[i].value, i + 1 < count ? "," : "],\n");
   }
 }
 

@@ -48,8 +48,9 @@ class EnergyUpdate : public DocumentUpdater {
   void writeBody(DocumentFile& out) override;
   // The factory settings document, rewritten even when the energy one was skipped.
   void afterDocument() override;
-  // The text field of shared_meter_data1 at offset ("" while the block is not mapped).
-  const char* blockText(size_t offset) const;
+  // Appends the text field of shared_meter_data1 at offset (nothing while the
+  // block is not mapped), bounded by the field and the block.
+  void appendBlockText(size_t offset);
   void writeTextArray(const char* name, const size_t* offsets, int count);
   void writeTextValueArray(const char* name, const size_t* offsets, const DmKey<double>* values,
                            int count);
@@ -68,6 +69,7 @@ class EnergyUpdate : public DocumentUpdater {
   TransformerRatios ratios_;
 
   const unsigned char* sharedMeterData1_ = nullptr;
+  size_t sharedMeterData1Size_ = 0;
   const unsigned char* sharedMeterReadings_ = nullptr;
   FactorySettingsFile factorySettings_;
 };

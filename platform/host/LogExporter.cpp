@@ -24,6 +24,7 @@
 #include <mutex>
 #include <string>
 
+#include "base/InputFile.h"
 #include "base/Status.h"
 #include "hoststore/LogItemCatalog.h"
 
@@ -64,32 +65,21 @@ FileCatalog& fileCatalog() {
 }
 
 // Reads the catalogue file whole into *text: a regular file of at most
-// kMaxFileSize bytes, opened without blocking. Fails with the path as subject
-// and why it was refused as the step.
+// kMaxFileSize bytes, opened without blocking or following a symlink. Fails
+// with the path as subject and why it was refused as the step.
 base::Status readCatalogFile(const std::string& path, std::string* text) {
-  const size_t maxSize = dmhost::LogItemCatalog::kMaxFileSize;
-  int fd = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_NOCTTY | O_CLOEXEC);
-  if (fd < 0) return base::Status::Error(path, "cannot read the file");
-  struct stat status;
-  const char* refusal = nullptr;
-  if (fstat(fd, &status) != 0) {
-    refusal = "cannot read the file";
-  } else if (!S_ISREG(status.st_mode)) {
-    refusal = "not a regular file";
-  } else if (static_cast<unsigned long long>(status.st_size) > maxSize) {
-    refusal = "larger than 4194304 bytes";
+  base::Status status =
+      base::InputFile::read(path.c_str(), dmhost::LogItemCatalog::kMaxFileSize, text);
+  switch (base::InputFile::refusal(status)) {
+    case base::InputFile::Refusal::kNone:
+      return base::Status::Ok();
+    case base::InputFile::Refusal::kNotRegular:
+      return base::Status::Error(path, "not a regular file");
+    case base::InputFile::Refusal::kTooLarge:
+      return base::Status::Error(path, "larger than 4194304 bytes");
+    default:
+      return base::Status::Error(path, "cannot read the file");
   }
-  char buffer[8192];
-  while (refusal == nullptr) {
-    ssize_t got = read(fd, buffer, sizeof buffer);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) refusal = "cannot read the file";
-    if (got <= 0) break;
-    text->append(buffer, static_cast<size_t>(got));
-    if (text->size() > maxSize) refusal = "larger than 4194304 bytes";  // it grew
-  }
-  close(fd);
-  return refusal == nullptr ? base::Status::Ok() : base::Status::Error(path, refusal);
 }
 
 // Loads path into cache (caller holds the mutex); reports a failure once.

@@ -16,8 +16,9 @@
 
 #include <string>
 
+#include "base/TrustedDirectory.h"
+#include "base/WriteAll.h"
 #include "platform/common_api.h"
-#include "platform/host/WriteAll.h"
 
 namespace {
 
@@ -54,12 +55,62 @@ bool isNumber(const char* text) {
   return true;
 }
 
-// Creates every missing directory above path (mode 0755).
-void makeParentDirs(const std::string& path) {
-  for (size_t slash = path.find('/', 1); slash != std::string::npos;
-       slash = path.find('/', slash + 1)) {
-    mkdir(path.substr(0, slash).c_str(), 0755);
+// Opens the pid file inside a trusted directory (base/TrustedDirectory.h):
+// never through a symbolic link, never blocking on a FIFO, and only a regular
+// file of this user with one name. Refusals say so on one line of standard
+// error; other failures stay silent, as the meter's library is.
+int openPidFile(const std::string& path) {
+  const size_t slash = path.rfind('/');
+  const std::string directory = slash == std::string::npos ? "." : path.substr(0, slash + 1);
+  const std::string name = slash == std::string::npos ? path : path.substr(slash + 1);
+  int directoryFd = -1;
+  base::Status status = base::TrustedDirectory::open(directory, true, &directoryFd);
+  if (!status.ok()) {
+    if (base::TrustedDirectory::isRefusal(status)) {
+      fprintf(stderr, "pid file %s not written: %s\n", path.c_str(), status.message().c_str());
+    }
+    return -1;
   }
+  // What stands at the name is looked at first, for a clear refusal; the
+  // open's own flags still hold if it is swapped meanwhile.
+  struct stat st;
+  const char* refusal = nullptr;
+  if (name.empty()) {
+    refusal = "it names a directory";
+  } else if (fstatat(directoryFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (S_ISLNK(st.st_mode)) refusal = "it is a symbolic link";
+    else if (!S_ISREG(st.st_mode)) refusal = "it is not a regular file";
+  }
+  int fd = refusal != nullptr
+               ? -1
+               : openat(directoryFd, name.c_str(),
+                        O_WRONLY | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
+  int error = errno;
+  close(directoryFd);
+  if (fd < 0) {
+    if (refusal == nullptr && (error == ELOOP || error == ENXIO)) refusal = "it is not a regular file";
+    if (refusal != nullptr) fprintf(stderr, "pid file %s not written: %s\n", path.c_str(), refusal);
+    return -1;
+  }
+  if (fstat(fd, &st) != 0) {
+    refusal = "";
+  } else if (!S_ISREG(st.st_mode)) {
+    refusal = "it is not a regular file";
+  } else if (st.st_uid != geteuid()) {
+    refusal = "it belongs to another user";
+  } else if (st.st_nlink != 1) {
+    refusal = "it has another name (a hard link)";
+  }
+  if (refusal != nullptr) {
+    if (*refusal != '\0') fprintf(stderr, "pid file %s not written: %s\n", path.c_str(), refusal);
+    close(fd);
+    return -1;
+  }
+  if (ftruncate(fd, 0) != 0) {
+    close(fd);
+    return -1;
+  }
+  return fd;
 }
 
 }  // namespace
@@ -103,16 +154,16 @@ int daemonize_withSTDFILE(void) {
 }
 
 // mode selects a file mode on the meter; on the host the file is always
-// written with mode 0644 (less the umask).
+// written with mode 0644 (less the umask). Missing directories are created
+// (0755) only inside trusted ones; see openPidFile.
 int set_pid_file_version(int* pid, const char* path, int, const char* version) {
   int own = static_cast<int>(getpid());
   if (pid != nullptr) *pid = own;
   if (path == nullptr || path[0] == '\0') return -1;
-  makeParentDirs(path);
-  int fd = open(path, O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0644);
+  int fd = openPidFile(path);
   if (fd < 0) return -1;
   std::string text = std::to_string(own) + "\n" + (version != nullptr ? version : "") + "\n";
-  bool ok = dmhost::writeAll(fd, text);
+  bool ok = base::writeAll(fd, text).ok();
   ok = close(fd) == 0 && ok;
   return ok ? 0 : -1;
 }

@@ -12,6 +12,7 @@
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <sys/uio.h>
 #include <syslog.h>
 #include <unistd.h>
@@ -34,8 +35,16 @@ int appendRecord(const char* file, const ZUL_LOG_CHANNEL* channel, int severity,
       {const_cast<char*>(text), textLength},
       {const_cast<char*>("\n"), addNewline ? size_t{1} : size_t{0}},
   };
-  int fd = open(file, O_WRONLY | O_APPEND | O_CREAT | O_CLOEXEC, 0644);
+  // Never through a symbolic link, never blocked by a FIFO, only into a
+  // regular file.
+  int fd = open(file, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+                0644);
   if (fd < 0) return -1;
+  struct stat status;
+  if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {
+    close(fd);
+    return -1;
+  }
   ssize_t expected = 0;
   for (const struct iovec& part : parts) expected += static_cast<ssize_t>(part.iov_len);
   ssize_t written = writev(fd, parts, 4);

@@ -15,7 +15,6 @@
 
 #include "daemon/livedata_update_Runtime.h"
 #include "jsontemplate/JsonTemplate.h"
-#include "livedata/InputFile.h"
 #include "livedata/RuntimeLog.h"
 #include "platform/logexporter.h"
 #include "profile/ProfileLabel.h"
@@ -47,65 +46,6 @@ class Clock {
  private:
   std::chrono::steady_clock::time_point start_ = std::chrono::steady_clock::now();
 };
-
-// ---------------------------------------------------------------------------
-// InputFile
-
-TEST(InputFile, ReadsARegularFileWhole) {
-  TempDir dir;
-  testsupport::writeFile(dir.file("a"), std::string("x\0y\n", 4));
-  std::string text = "stale";
-  EXPECT_EQ(InputFile::kOk, InputFile::read(dir.file("a").c_str(), 4, &text));
-  EXPECT_EQ(std::string("x\0y\n", 4), text);
-}
-
-TEST(InputFile, FifoIsRefusedAtOnce) {
-  TempDir dir;
-  makeFifo(dir.file("fifo"));
-  std::string text;
-  Clock clock;
-  EXPECT_EQ(InputFile::kNotRegular, InputFile::read(dir.file("fifo").c_str(), 100, &text));
-  EXPECT_LT(clock.elapsed(), kPrompt);
-  EXPECT_EQ("", text);
-}
-
-TEST(InputFile, DevicesAndDirectoriesAreRefused) {
-  TempDir dir;
-  std::string text;
-  EXPECT_EQ(InputFile::kNotRegular, InputFile::read("/dev/urandom", 100, &text));
-  EXPECT_EQ(InputFile::kNotRegular, InputFile::read("/dev/zero", 100, &text));
-  EXPECT_EQ(InputFile::kNotRegular, InputFile::read(dir.path().c_str(), 100, &text));
-}
-
-TEST(InputFile, FileAboveTheBoundIsRefusedAndOneAtItIsRead) {
-  TempDir dir;
-  testsupport::writeFile(dir.file("a"), "12345");
-  std::string text;
-  EXPECT_EQ(InputFile::kTooLarge, InputFile::read(dir.file("a").c_str(), 4, &text));
-  EXPECT_EQ("", text);
-  EXPECT_EQ(InputFile::kOk, InputFile::read(dir.file("a").c_str(), 5, &text));
-  EXPECT_EQ("12345", text);
-  EXPECT_EQ("larger than 4 bytes", InputFile::describe(InputFile::kTooLarge, 4));
-  EXPECT_EQ("not a regular file", InputFile::describe(InputFile::kNotRegular, 4));
-}
-
-TEST(InputFile, MissingFileKeepsOpensErrno) {
-  TempDir dir;
-  int fd = 7;
-  EXPECT_EQ(InputFile::kCannotOpen, InputFile::open(dir.file("none").c_str(), O_RDONLY, 10, &fd));
-  EXPECT_EQ(ENOENT, errno);
-  EXPECT_EQ(-1, fd);
-}
-
-TEST(InputFile, OpenedFileIsBlockingAndCloseOnExec) {
-  TempDir dir;
-  testsupport::writeFile(dir.file("a"), "x");
-  int fd = -1;
-  ASSERT_EQ(InputFile::kOk, InputFile::open(dir.file("a").c_str(), O_RDONLY, 10, &fd));
-  EXPECT_EQ(0, fcntl(fd, F_GETFL) & O_NONBLOCK);
-  EXPECT_NE(0, fcntl(fd, F_GETFD) & FD_CLOEXEC);
-  close(fd);
-}
 
 // ---------------------------------------------------------------------------
 // Runtime file

@@ -3,6 +3,7 @@
 #include <errno.h>
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <stdio.h>
 #include <stdlib.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
@@ -37,14 +38,56 @@ TEST(DocumentFile, WritesFormattedAndAppendedText) {
             testsupport::readFile(dir.file("a.json")));
 }
 
-TEST(DocumentFile, NewFileIsCreatedEmptyAtOpenAndWrittenAtClose) {
+TEST(DocumentFile, NewFileAppearsWholeAtClose) {
   TempDir dir;
   DocumentFile doc;
   ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
   doc.append("text");
-  EXPECT_EQ("", testsupport::readFile(dir.file("a.json")));
+  EXPECT_FALSE(testsupport::fileExists(dir.file("a.json")));
   doc.close();
   EXPECT_EQ("text", testsupport::readFile(dir.file("a.json")));
+}
+
+TEST(DocumentFile, SymlinkAtThePathIsReplacedAndItsTargetKept) {
+  TempDir dir;
+  testsupport::writeFile(dir.file("target"), "target text\n");
+  ASSERT_EQ(0, symlink(dir.file("target").c_str(), dir.file("a.json").c_str()));
+  DocumentFile doc;
+  ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
+  doc.append("doc\n");
+  doc.close();
+  struct stat status;
+  ASSERT_EQ(0, lstat(dir.file("a.json").c_str(), &status));
+  EXPECT_TRUE(S_ISREG(status.st_mode));
+  EXPECT_EQ(0644u, status.st_mode & 07777);
+  EXPECT_EQ("doc\n", testsupport::readFile(dir.file("a.json")));
+  EXPECT_EQ("target text\n", testsupport::readFile(dir.file("target")));
+}
+
+TEST(DocumentFile, ReaderHoldingTheOldDocumentKeepsItWhole) {
+  TempDir dir;
+  testsupport::writeFile(dir.file("a.json"), "{\"old\":1}\n");
+  FILE* reader = fopen(dir.file("a.json").c_str(), "r");
+  ASSERT_NE(nullptr, reader);
+  DocumentFile doc;
+  ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
+  doc.append("{}\n");
+  doc.close();
+  char line[64] = {};
+  ASSERT_NE(nullptr, fgets(line, sizeof line, reader));
+  fclose(reader);
+  EXPECT_STREQ("{\"old\":1}\n", line);
+  EXPECT_EQ("{}\n", testsupport::readFile(dir.file("a.json")));
+}
+
+TEST(DocumentFile, UnwritableDirectoryIsSkipped) {
+  if (geteuid() == 0) GTEST_SKIP() << "root writes into any directory";
+  TempDir dir;
+  testsupport::makeDirs(dir.file("ro"));
+  ASSERT_EQ(0, chmod(dir.file("ro").c_str(), 0555));
+  DocumentFile doc;
+  EXPECT_FALSE(doc.open(dir.file("ro/a.json").c_str()));
+  chmod(dir.file("ro").c_str(), 0755);
 }
 
 TEST(DocumentFile, PreviousTextStaysUntilClose) {

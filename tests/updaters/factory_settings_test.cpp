@@ -184,7 +184,7 @@ TEST_F(FactorySettingsTest, RewrittenEveryCycle) {
   EXPECT_EQ(good("SERIAL", "OEM2"), cycle());
 }
 
-TEST_F(FactorySettingsTest, LongerOldTextIsCutAndTheFileKeptInPlace) {
+TEST_F(FactorySettingsTest, LongerOldTextIsReplacedByANewFile) {
   testsupport::writeFile(path_, std::string(1000, 'x'));
   struct stat before;
   ASSERT_EQ(0, stat(path_.c_str(), &before));
@@ -192,7 +192,9 @@ TEST_F(FactorySettingsTest, LongerOldTextIsCutAndTheFileKeptInPlace) {
   EXPECT_EQ(good("1234567890", "ACME"), cycle());
   struct stat after;
   ASSERT_EQ(0, stat(path_.c_str(), &after));
-  EXPECT_EQ(before.st_ino, after.st_ino);
+  // Renamed over the old one, never rewritten in place.
+  EXPECT_NE(before.st_ino, after.st_ino);
+  EXPECT_EQ(0774u, after.st_mode & 07777);
 }
 
 TEST_F(FactorySettingsTest, FifoAtThePathIsSkippedWithoutBlocking) {

@@ -6,9 +6,10 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include "base/InputFile.h"
+#include "base/WriteAll.h"
 #include "hoststore/MapFormat.h"
 #include "hoststore/ValueText.h"
-#include "platform/host/WriteAll.h"
 
 namespace {
 
@@ -23,23 +24,8 @@ const char kUsage[] =
     "  list                            print INDEX TYPE KEY for every key\n"
     "The map is --map PATH, else $DATAMAP_FILE, else /dev/shm/datamap.\n";
 
-// Reads standard input up to its end, but never more than limit bytes: one
-// byte beyond the largest block write is enough to refuse it.
-bool readStdin(size_t limit, std::string* data) {
-  char buffer[65536];
-  while (data->size() < limit) {
-    size_t want = limit - data->size() < sizeof(buffer) ? limit - data->size() : sizeof(buffer);
-    ssize_t n = read(STDIN_FILENO, buffer, want);
-    if (n < 0 && errno == EINTR) continue;
-    if (n < 0) return false;
-    if (n == 0) return true;
-    data->append(buffer, static_cast<size_t>(n));
-  }
-  return true;
-}
-
 base::Status writeStdout(const std::string& data) {
-  if (dmhost::writeAll(STDOUT_FILENO, data)) return base::Status::Ok();
+  if (base::writeAll(STDOUT_FILENO, data).ok()) return base::Status::Ok();
   return base::Status::Error("", "cannot write to standard output");
 }
 
@@ -134,7 +120,10 @@ base::Status DmTool::writeBlock(const std::vector<std::string>& args) {
   if (status.ok()) status = map_.open(mapPath_);
   if (!status.ok()) return status;
   std::string data;
-  if (!readStdin(dmhost::kBlockSize + 1, &data)) return failure("cannot read standard input");
+  // One byte beyond the largest block write is read, enough to refuse it.
+  if (!base::InputFile::readUpTo(STDIN_FILENO, dmhost::kBlockSize, "standard input", &data).ok()) {
+    return failure("cannot read standard input");
+  }
   return map_.writeBlock(block, offset, data.data(), data.size());
 }
 

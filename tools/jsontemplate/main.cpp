@@ -4,8 +4,11 @@
 #include "tools/jsontemplate/JsonTemplateCommand.h"
 
 #include <stdio.h>
+#include <sys/stat.h>
 
 int main(int argc, char** argv) {
+  // Files written are never writable by anyone but this user.
+  umask(022);
   JsonTemplateCommand command;
   base::Status parsed = command.parseArguments(argc, argv);
   if (!parsed.ok()) {

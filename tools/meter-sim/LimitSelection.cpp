@@ -3,7 +3,8 @@
 #include <stdlib.h>
 
 
-#include "platform/host/InputFile.h"
+#include "base/InputFile.h"
+#include "hoststore/CatalogParser.h"
 #include "hoststore/LogItemCatalog.h"
 
 base::Status LimitSelection::fromCatalogText(const std::string& text, const std::string& origin,
@@ -37,7 +38,9 @@ std::vector<MeterBlocks::Limit> LimitSelection::choose(const std::string& path, 
   } else {
     std::string reason;
     origin = file;
-    if (!dmhost::InputFile::read(file, dmhost::InputFile::kMaxCatalogBytes, &text, &reason)) {
+    base::Status status = base::InputFile::read(file.c_str(), dmhost::kMaxCatalogBytes, &text);
+    if (!status.ok()) {
+      reason = base::InputFile::describe(status);
       *note = "cannot read log item catalogue " + reason + "; limits use items 1.." +
               std::to_string(kEnabledLimits);
       return fallback();

@@ -4,6 +4,7 @@
 #include <signal.h>
 #include <stdio.h>
 #include <string.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -43,14 +44,14 @@ std::string defaultCatalogPath() {
     exe[n] = '\0';
     std::string dir(exe);
     dir.erase(dir.find_last_of('/'));
-    std::string installed = dir + "/../share/livedata_update/meter.catalog";
+    std::string installed = dir + "/../share/livedata-update/meter.catalog";
     if (fileReadable(installed)) return installed;
   }
 #ifdef METER_SIM_SOURCE_CATALOG
   if (fileReadable(METER_SIM_SOURCE_CATALOG)) return METER_SIM_SOURCE_CATALOG;
 #endif
   return n > 0 ? std::string(exe).substr(0, std::string(exe).find_last_of('/')) +
-                     "/../share/livedata_update/meter.catalog"
+                     "/../share/livedata-update/meter.catalog"
                : "meter.catalog";
 }
 
@@ -94,6 +95,8 @@ int runPeriodically(MeterSimulator& sim, unsigned periodMs) {
 }  // namespace
 
 int main(int argc, char** argv) {
+  // The datamap file is never writable by anyone but this user.
+  umask(022);
   SimOptions options;
   base::Status parsed = parseSimOptions(argc, argv, &options);
   if (!parsed.ok()) {

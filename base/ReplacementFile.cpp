@@ -1,0 +1,168 @@
+#include "base/ReplacementFile.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <stdio.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+
+#include "base/WriteAll.h"
+
+namespace base {
+
+namespace {
+
+// Numbers the temporaries of this process; a name already taken (left by a
+// process that died, or planted) moves on to the next.
+std::atomic<unsigned> temporaryCounter{0};
+constexpr int kCreateAttempts = 16;
+
+}  // namespace
+
+ReplacementFile::~ReplacementFile() { discard(); }
+
+Status ReplacementFile::failure(const char* step, int errnum) const {
+  return Status::Error(path_, step, errnum);
+}
+
+void ReplacementFile::closeDirectory() {
+  if (directoryFd_ >= 0) ::close(directoryFd_);
+  directoryFd_ = -1;
+}
+
+Status ReplacementFile::begin(const char* path, mode_t createMode) {
+  discard();
+  size_t length = strlen(path);
+  if (length == 0 || length >= sizeof path_) return Status::Error(path, "path too long");
+  memcpy(path_, path, length + 1);
+  // The directory: everything before the last slash ("/" for "/x", "." for "x").
+  char* slash = strrchr(path_, '/');
+  const char* directory = ".";
+  if (slash != nullptr) {
+    name_ = slash + 1;
+    *slash = '\0';
+    directory = slash == path_ ? "/" : path_;
+  } else {
+    name_ = path_;
+  }
+  if (*name_ == '\0') {
+    if (slash != nullptr) *slash = '/';
+    return failure("not a regular file", EISDIR);
+  }
+  directoryFd_ = ::open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
+  int openError = errno;
+  if (slash != nullptr) *slash = '/';
+  if (directoryFd_ < 0) return failure("open directory", openError);
+  struct stat status;
+  if (fstat(directoryFd_, &status) != 0) {
+    int error = errno;
+    closeDirectory();
+    return failure("open directory", error);
+  }
+  directoryOwner_ = status.st_uid;
+  directoryGroup_ = status.st_gid;
+  directorySetsGroup_ = (status.st_mode & S_ISGID) != 0;
+  if (fstatat(directoryFd_, name_, &status, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+      closeDirectory();
+      return failure("not a regular file", 0);
+    }
+  } else if (errno != ENOENT) {
+    int error = errno;
+    closeDirectory();
+    return failure("open directory", error);
+  }
+  const int pid = static_cast<int>(getpid());
+  for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
+    int written = snprintf(temporary_, sizeof temporary_, ".%s.%d.%u", name_, pid,
+                           temporaryCounter.fetch_add(1, std::memory_order_relaxed));
+    if (written < 0 || static_cast<size_t>(written) >= sizeof temporary_) {
+      closeDirectory();
+      return failure("path too long", ENAMETOOLONG);
+    }
+    fd_ = openat(directoryFd_, temporary_,
+                 O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
+                 createMode);
+    if (fd_ >= 0) return Status::Ok();
+    if (errno != EEXIST) break;
+  }
+  int error = errno;
+  closeDirectory();
+  return failure("create", error);
+}
+
+Status ReplacementFile::write(const char* data, size_t size) {
+  if (fd_ < 0) return failure("write", EBADF);
+  Status status = writeAll(fd_, data, size, "");
+  if (!status.ok()) return failure("write", status.errnum());
+  return Status::Ok();
+}
+
+Status ReplacementFile::setMode(mode_t mode) {
+  if (fd_ < 0 || fchmod(fd_, mode) != 0) return failure("fchmod", fd_ < 0 ? EBADF : errno);
+  return Status::Ok();
+}
+
+Status ReplacementFile::giveDirectoryOwner() {
+  // A new file already belongs to this process's user, and to its group or,
+  // in a set-group-ID directory, to the directory's.
+  if (fd_ >= 0 && directoryOwner_ == geteuid() &&
+      (directorySetsGroup_ || directoryGroup_ == getegid())) {
+    return Status::Ok();
+  }
+  return setOwner(directoryOwner_, directoryGroup_);
+}
+
+Status ReplacementFile::setOwner(uid_t owner, gid_t group) {
+  if (fd_ < 0 || fchown(fd_, owner, group) != 0) return failure("fchown", fd_ < 0 ? EBADF : errno);
+  return Status::Ok();
+}
+
+Status ReplacementFile::commit() {
+  if (fd_ < 0) return Status::Ok();
+  const char* step = nullptr;
+  if (fsync(fd_) != 0) step = "fsync";
+  int error = errno;
+  if (::close(fd_) != 0 && step == nullptr) {
+    step = "close";
+    error = errno;
+  }
+  fd_ = -1;
+  if (step == nullptr && renameat(directoryFd_, temporary_, directoryFd_, name_) != 0) {
+    step = "rename";
+    error = errno;
+  }
+  if (step != nullptr) {
+    unlinkat(directoryFd_, temporary_, 0);
+    closeDirectory();
+    return failure(step, error);
+  }
+  closeDirectory();
+  return Status::Ok();
+}
+
+void ReplacementFile::discard() {
+  if (fd_ >= 0) {
+    ::close(fd_);
+    fd_ = -1;
+    unlinkat(directoryFd_, temporary_, 0);
+  }
+  closeDirectory();
+}
+
+Status ReplacementFile::replace(const char* path, const char* data, size_t size, mode_t mode,
+                                bool ownerFromDirectory) {
+  ReplacementFile file;
+  Status status = file.begin(path);
+  if (status.ok()) status = file.write(data, size);
+  if (status.ok()) status = file.setMode(mode);
+  if (status.ok() && ownerFromDirectory) file.giveDirectoryOwner().ignore();
+  if (status.ok()) status = file.commit();
+  if (!status.ok()) file.discard();
+  return status;
+}
+
+}  // namespace base
