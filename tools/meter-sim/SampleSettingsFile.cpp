@@ -7,6 +7,8 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/WriteAll.h"
+
 namespace {
 
 // Copies text into a 16-byte label padded with blanks (no terminator).
@@ -59,24 +61,20 @@ std::string SampleSettingsFile::defaultPath() {
 bool SampleSettingsFile::writeIfMissing(const std::string& path, bool* created, std::string* error) {
   *created = false;
   if (!makeParentDirs(path, error)) return false;
-  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (fd < 0) {
     if (errno == EEXIST) return true;
     *error = "cannot create " + path + ": " + strerror(errno);
     return false;
   }
   const std::vector<unsigned char> bytes = contents();
-  size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      *error = "cannot write " + path + ": " + strerror(errno);
-      close(fd);
-      unlink(path.c_str());
-      return false;
-    }
-    done += static_cast<size_t>(n);
+  const base::Status written =
+      base::writeAll(fd, reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!written.ok()) {
+    *error = "cannot write " + path + ": " + strerror(written.errnum());
+    close(fd);
+    unlink(path.c_str());
+    return false;
   }
   close(fd);
   *created = true;
