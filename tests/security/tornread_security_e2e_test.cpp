@@ -3,7 +3,7 @@
 // read parses. A writer changes the designation's length every millisecond, so
 // that consecutive documents differ in length (the case where a rewrite in
 // place leaves the old tail behind). LDU_TORN_READS sets the least number of
-// reads (default 20000); reading goes on until 50 new documents were seen.
+// reads (default 100000); reading goes on until 50 new documents were seen.
 #include <fcntl.h>
 #include <unistd.h>
 
@@ -38,7 +38,7 @@ bool readOnce(const std::string& path, std::string* text) {
 }
 
 TEST(TornRead, EveryDirectReadAtTenMillisecondPeriodsParses) {
-  const long reads = faulttest::envOr("LDU_TORN_READS", 20000);
+  const long reads = faulttest::envOr("LDU_TORN_READS", 100000);
   FaultDaemon daemon;
   daemon.writeRuntime(10);
   ChildProcess child;
