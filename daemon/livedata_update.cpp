@@ -14,6 +14,7 @@
 
 #include "daemon/AppUsage.h"
 #include "daemon/DaemonShutdown.h"
+#include "daemon/ServiceReadiness.h"
 #include "daemon/VersionInformation.h"
 #include "daemon/livedata_update_Runtime.h"
 #include "livedata/DmAccess.h"
@@ -192,10 +193,14 @@ void startUpdaters() {
                                   "symmetrical_components.json");
 }
 
+// Each turn also tells a service manager, once, that the service is up (the
+// platform sends nothing when no manager asked for it).
 [[noreturn]] void heartbeatLoop() {
+  ServiceReadiness readiness(std::string(flicker->getWebRoot()) + kJsonDirectory, liveDataThreads);
   if (debug) puts("entering main loop");
   for (;;) {
     sleep(static_cast<unsigned int>(ldu_Runtime.heartbeatInterval()));
+    readiness.notifyWhenReady();
     if (ldu_Runtime.heartbeatEnable()) {
       if (debug) puts("heartbeat...");
       heartbeat_notify();

@@ -116,6 +116,7 @@ int LiveData::update_thread(bool writeThrough) {
   if (!isRunning()) return 0;
   for (;;) {
     runCycle(writeThrough);
+    cycleCompleted_.store(true, std::memory_order_release);
     // No object with a destructor is alive here: cancellation at these two
     // sleeps unwinds nothing but plain frames.
     cancellableSleepUs(1000);

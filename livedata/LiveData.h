@@ -84,6 +84,9 @@ class LiveData {
   void runCycle(bool writeThrough);
 
   bool isRunning() const { return running_.load(std::memory_order_relaxed); }
+  // True once the worker has finished its first cycle (its document written
+  // or, when it could not be opened, skipped). Any thread.
+  bool hasCompletedCycle() const { return cycleCompleted_.load(std::memory_order_acquire); }
   void setWriteThrough(bool on) { writeThrough_ = on; }
   bool getWriteThrough() const { return writeThrough_; }
   pthread_t getThreadId() const { return threadId_; }
@@ -113,6 +116,7 @@ class LiveData {
   int interval_ = 1000;
   EventWaiter waiter_;
   std::atomic<bool> running_{true};
+  std::atomic<bool> cycleCompleted_{false};
   bool writeThrough_ = true;
   uint32_t debugMaskBits_ = 1;
   const char* meterRoot_ = "";

@@ -70,7 +70,7 @@ TEST(MeterSimCli, UsesTheInstalledCatalogueAndWritesTheSettingsFileOnce) {
   ProcessResult result = run(dir, {"--once", "--pt", "60", "--ct", "40", "--hookup", "2"});
   ASSERT_EQ(result.exitCode, 0) << result.err;
   EXPECT_EQ(result.err, "");
-  EXPECT_NE(result.out.find("share/livedata_update/meter.catalog"), std::string::npos) << result.out;
+  EXPECT_NE(result.out.find("share/livedata-update/meter.catalog"), std::string::npos) << result.out;
   const std::string settings = dir.file("root/home/korvo.data/root/kv7720.kps");
   EXPECT_EQ(testsupport::readFile(settings).size(), 32784u);
   dmhost::HostDatamap map;

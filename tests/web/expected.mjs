@@ -5,6 +5,7 @@ import assert from 'node:assert/strict';
 import fs from 'node:fs';
 import os from 'node:os';
 import path from 'node:path';
+import { medianSince } from './figures.mjs';
 
 const DASH = '\u2014';
 const ORDERS = 127;
@@ -126,7 +127,8 @@ function pageWeight(dir) {
 }
 
 // Page weight, median time of one update of all panels over the ticks of
-// the run (until the values are in the DOM, and until they are painted),
+// the run (until the values are in the DOM, and until they are painted, as
+// recorded by instrument.js),
 // and the JS heap (after a
 // forced collection) and the machine's 1-minute load average every 10 s over
 // the given time.
@@ -138,10 +140,7 @@ export async function measure(page, context, wwwDir, seconds) {
     const { metrics } = await cdp.send('Performance.getMetrics');
     return metrics.find((m) => m.name === 'JSHeapUsedSize').value;
   };
-  const since = await page.evaluate(() => {
-    const { stats } = window.lduLive.scheduler;
-    return { ticks: stats.count, frames: stats.frames };
-  });
+  const since = await page.evaluate(() => window.lduMeasure.ticks());
   const samples = [await heap()];
   const loads = [os.loadavg()[0]];
   const end = Date.now() + seconds * 1000;
@@ -150,15 +149,10 @@ export async function measure(page, context, wwwDir, seconds) {
     samples.push(await heap());
     loads.push(os.loadavg()[0]);
   }
-  const { median, frame, ticks } = await page.evaluate((from) => {
-    const { scheduler } = window.lduLive;
-    return {
-      median: scheduler.medianUpdateMs(from.ticks), frame: scheduler.medianFrameMs(from.frames),
-      ticks: scheduler.stats.count - from.ticks,
-    };
-  }, since);
+  const { updates, painted, ticks } = await page.evaluate(() => window.lduMeasure.snapshot());
   return {
-    pageWeightBytes: pageWeight(wwwDir), medianUpdateMs: median, medianPaintedMs: frame, ticks, soakSeconds: seconds,
+    pageWeightBytes: pageWeight(wwwDir), medianUpdateMs: medianSince(updates, since), medianPaintedMs: medianSince(painted, since),
+    ticks: ticks - since, soakSeconds: seconds,
     loadAverage1m: loads, heapBytes: samples,
   };
 }

@@ -3,28 +3,30 @@
 // browser report every request, response and console message to it, which
 // costs each fetch several milliseconds; a person's browser has none of that.
 // So the update time of the page is measured here: the browser is started on
-// the page with a DevTools port but nobody connects until the end, when the
-// page's own figures (window.lduLive.scheduler) are read once.
+// the measured copy of the page (instrument.js in it) with a DevTools port but
+// nobody connects until the end, when the recorded figures are read once.
 
 import { spawn } from 'node:child_process';
 import fs from 'node:fs';
 import path from 'node:path';
 import { chromium } from 'playwright-core';
 import { BROWSER_FLAGS, CHROMIUM, waitFor } from './rig.mjs';
+import { medianSince, countSince } from './figures.mjs';
 
-const FLAGS = [...BROWSER_FLAGS, '--window-size=1280,900', '--remote-debugging-address=127.0.0.1', '--remote-debugging-port=0'];
+const FLAGS = [...BROWSER_FLAGS, '--remote-debugging-address=127.0.0.1', '--remote-debugging-port=0'];
 // Ticks left out at the start: the first reads also compile the page's code.
 const WARM_UP_TICKS = 5;
 
 // Runs the page at url for `seconds` in a browser of its own (profile and HOME
-// inside dir) and returns the median update time and the time until painted
+// inside dir) with a window of the given size ({ width, height }) and returns the median update time and the time until painted
 // over the ticks after the warm-up, with the number of ticks and the state of
 // every document at the end. The browser and all its processes are gone when
 // this returns or throws.
-export async function measureUnattached({ url, dir, seconds }) {
+export async function measureUnattached({ url, dir, seconds, size }) {
   const profile = fs.mkdtempSync(path.join(dir, 'chromium-plain-'));
   const env = { ...process.env, HOME: profile, XDG_CONFIG_HOME: profile, XDG_CACHE_HOME: profile };
-  const child = spawn(CHROMIUM, [...FLAGS, `--user-data-dir=${profile}`, url], { env, stdio: 'ignore', detached: true });
+  const windowSize = `--window-size=${size.width},${size.height}`;
+  const child = spawn(CHROMIUM, [...FLAGS, windowSize, `--user-data-dir=${profile}`, url], { env, stdio: 'ignore', detached: true });
   const exited = new Promise((resolve) => child.once('exit', resolve));
   child.once('error', () => {});
   const killNow = () => signalGroup(child, 'SIGKILL');
@@ -55,16 +57,16 @@ function devToolsPort(profile) {
 async function readFigures(port) {
   const browser = await chromium.connectOverCDP(`http://127.0.0.1:${port}`);
   try {
-    const page = browser.contexts()[0].pages().find((p) => p.url().includes('/common_ui/live/'));
-    if (!page) throw new Error('the live page is not open in the plain browser');
-    return await page.evaluate((skip) => {
-      const { scheduler, sources } = window.lduLive;
-      return {
-        medianUpdateMs: scheduler.medianUpdateMs(skip), medianPaintedMs: scheduler.medianFrameMs(skip),
-        ticks: Math.max(0, scheduler.stats.count - skip),
-        states: Object.fromEntries([...sources.values()].map((s) => [s.name, s.state])),
-      };
-    }, WARM_UP_TICKS);
+    const page = browser.contexts()[0].pages().find((p) => p.url().includes('/common_ui/measured/'));
+    if (!page) throw new Error('the measured page is not open in the plain browser');
+    const { updates, painted, states } = await page.evaluate(() => ({
+      ...window.lduMeasure.snapshot(),
+      states: Object.fromEntries([...document.querySelectorAll('[data-fresh-for]')].map((row) => [row.dataset.freshFor, row.querySelector('.state').textContent])),
+    }));
+    return {
+      medianUpdateMs: medianSince(updates, WARM_UP_TICKS), medianPaintedMs: medianSince(painted, WARM_UP_TICKS),
+      ticks: countSince(updates, WARM_UP_TICKS), states,
+    };
   } finally {
     await browser.close().catch(() => {});
   }

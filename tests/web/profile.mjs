@@ -1,7 +1,9 @@
 // Where the time of one update of the live page goes: runs the page against
 // meter-sim, the daemon and lighttpd (as the browser test does) and prints,
 // per document, the median of each phase of its read and, per tick, the
-// median of the update time and of the time until the next frame is drawn.
+// median of the update time, of the time from the last body read to the end of
+// the update (parsing and rendering: the tick renders all its documents
+// together) and of the time until the next frame is drawn.
 //
 //   node profile.mjs [SECONDS]        (default 40; starts the daemon: run it
 //                                      under the same lock as the other tests)
@@ -9,14 +11,15 @@
 // Environment as for live_page.test.mjs (LDU_STAGE required); LDU_WWW serves
 // another copy of the page (e.g. the checkout's web/www) instead of the
 // staged one. Network phases come from the Resource Timing entries of the
-// fetches; parse and render times are taken by wrapping JSON.parse and each
-// document's notify() from outside the page's code.
+// fetches, ticks from the page's "livetick" events, parse times from a
+// wrapped JSON.parse.
 
 import fs from 'node:fs';
 import path from 'node:path';
 import { fileURLToPath } from 'node:url';
 import { chromium } from 'playwright-core';
 import { MeterRig, DOCUMENTS, BROWSER_FLAGS, CHROMIUM, waitFor } from './rig.mjs';
+import { median } from './figures.mjs';
 
 const STAGE = process.env.LDU_STAGE;
 const SOURCE = process.env.LDU_SOURCE_DIR || path.resolve(path.dirname(fileURLToPath(import.meta.url)), '../..');
@@ -25,34 +28,18 @@ const SECONDS = Number(process.argv[2] || 40);
 // Runs inside the page once it has started: collects per-read and per-tick
 // timings into window.lduProfile.
 function instrument() {
-  const out = { reads: [], ticks: [] };
+  const out = { reads: [], ticks: [], parses: [] };
   window.lduProfile = out;
-  const { scheduler, sources } = window.lduLive;
   const parse = JSON.parse;
-  let lastParseMs = NaN;
   JSON.parse = (text, ...rest) => {
     const t0 = performance.now();
     const value = parse(text, ...rest);
-    lastParseMs = performance.now() - t0;
+    out.parses.push(performance.now() - t0);
     return value;
   };
-  for (const source of sources.values()) {
-    const notify = source.notify.bind(source);
-    source.notify = (data) => {
-      const t0 = performance.now();
-      notify(data);
-      if (data) out.reads.push({ doc: source.name, parseMs: lastParseMs, renderAt: t0, renderMs: performance.now() - t0 });
-      lastParseMs = NaN;
-    };
-  }
-  const runTick = scheduler.runTick.bind(scheduler);
-  scheduler.runTick = async () => {
-    const t0 = performance.now();
-    const tick = scheduler.tick;
-    await runTick();
-    const t1 = performance.now();
-    requestAnimationFrame(() => setTimeout(() => out.ticks.push({ tick, start: t0, end: t1, frame: performance.now() - t0 }), 0));
-  };
+  document.addEventListener('livetick', ({ detail: { tick, startedAt, endedAt } }) => {
+    requestAnimationFrame(() => setTimeout(() => out.ticks.push({ tick, start: startedAt, end: endedAt, frame: performance.now() - startedAt }), 0));
+  });
   new PerformanceObserver((list) => {
     for (const e of list.getEntries()) {
       if (!e.name.includes('/json/')) continue;
@@ -64,12 +51,6 @@ function instrument() {
   performance.setResourceTimingBufferSize(100000);
 }
 
-function median(values) {
-  const v = values.filter(Number.isFinite).sort((a, b) => a - b);
-  if (v.length === 0) return NaN;
-  return v.length % 2 ? v[(v.length - 1) / 2] : (v[v.length / 2 - 1] + v[v.length / 2]) / 2;
-}
-
 const fmt = (x) => (Number.isFinite(x) ? x.toFixed(2).padStart(7) : '     -');
 
 // The reads of a few ticks on a time line relative to the tick's start.
@@ -77,33 +58,36 @@ function timeline(profile, count) {
   for (const t of profile.ticks.slice(-count)) {
     console.log(`tick ${t.tick}: update ${(t.end - t.start).toFixed(1)} ms, next frame at ${t.frame.toFixed(1)}`);
     const rel = (x) => (x - t.start).toFixed(1).padStart(6);
-    for (const r of profile.reads.filter((x) => x.fetchAt >= t.start && x.fetchAt <= t.end)) {
-      const shown = profile.reads.find((x) => x.doc === r.doc && x.renderAt >= r.endAt && x.renderAt <= t.end + 1);
-      console.log(`  ${r.doc.padEnd(28)} start ${rel(r.fetchAt)} request ${rel(r.requestAt)} headers ${rel(r.headersAt)} end ${rel(r.endAt)}`
-        + (shown ? ` render ${rel(shown.renderAt)} +${shown.renderMs.toFixed(1)}` : ''));
+    for (const r of readsOf(profile, t)) {
+      console.log(`  ${r.doc.padEnd(28)} start ${rel(r.fetchAt)} request ${rel(r.requestAt)} headers ${rel(r.headersAt)} end ${rel(r.endAt)}`);
     }
   }
 }
 
-function report(profile, median0) {
+// The reads a tick started.
+function readsOf(profile, t) {
+  return profile.reads.filter((r) => r.fetchAt >= t.start && r.fetchAt <= t.end);
+}
+
+function report(profile) {
   if (process.env.LDU_TIMELINE) timeline(profile, Number(process.env.LDU_TIMELINE));
-  console.log(`scheduler median update (whole run): ${median0.toFixed(2)} ms`);
-  console.log('document                      n  queue headers   body  fetch  parse render  (median ms)');
+  console.log('document                      n  queue headers   body  fetch  (median ms)');
   for (const doc of DOCUMENTS) {
-    const net = profile.reads.filter((r) => r.doc === doc && r.fetchAt !== undefined);
-    const rendered = profile.reads.filter((r) => r.doc === doc && r.renderMs !== undefined);
-    const col = (rows, key) => fmt(median(rows.map((r) => r[key])));
-    console.log(`${doc.padEnd(28)}${String(net.length).padStart(4)} ${col(net, 'queue')}${col(net, 'headers')}${col(net, 'body')}${col(net, 'total')}`
-      + `${col(rendered, 'parseMs')}${col(rendered, 'renderMs')}`);
+    const net = profile.reads.filter((r) => r.doc === doc);
+    const col = (key) => fmt(median(net.map((r) => r[key])));
+    console.log(`${doc.padEnd(28)}${String(net.length).padStart(4)} ${col('queue')}${col('headers')}${col('body')}${col('total')}`);
   }
+  console.log(`parse, any document: ${fmt(median(profile.parses))} ms median of ${profile.parses.length}`);
   const fresh = profile.reads.filter((r) => r.connected).length;
-  console.log(`reads on a new connection: ${fresh} of ${profile.reads.filter((r) => r.fetchAt !== undefined).length}`);
+  console.log(`reads on a new connection: ${fresh} of ${profile.reads.length}`);
   const ticks = profile.ticks;
-  const firstFetch = (t) => Math.min(...profile.reads.filter((r) => r.fetchAt >= t.start && r.fetchAt <= t.end).map((r) => r.fetchAt));
+  const firstFetch = (t) => Math.min(...readsOf(profile, t).map((r) => r.fetchAt));
+  const lastBody = (t) => Math.max(...readsOf(profile, t).map((r) => r.endAt));
   const groups = { 'every tick': ticks, 'THD ticks': ticks.filter((t) => t.tick % 3 === 0), 'other ticks': ticks.filter((t) => t.tick % 3 !== 0) };
   for (const [name, rows] of Object.entries(groups)) {
     console.log(`${name.padEnd(12)} n=${String(rows.length).padStart(3)}  update ${fmt(median(rows.map((t) => t.end - t.start)))}`
-      + `  to first fetch ${fmt(median(rows.map((t) => firstFetch(t) - t.start)))}  to next frame ${fmt(median(rows.map((t) => t.frame)))}`);
+      + `  to first fetch ${fmt(median(rows.map((t) => firstFetch(t) - t.start)))}`
+      + `  last body to end ${fmt(median(rows.map((t) => t.end - lastBody(t))))}  to next frame ${fmt(median(rows.map((t) => t.frame)))}`);
   }
 }
 
@@ -118,7 +102,7 @@ async function main() {
     const page = await context.newPage();
     page.on('pageerror', (error) => console.log(`page error: ${error.message}`));
     await page.goto(`${rig.url}/common_ui/live/`);
-    await waitFor('the page', () => page.evaluate(() => window.lduLive && window.lduLive.scheduler.stats.count > 2), 15000);
+    await waitFor('the page', async () => (await page.locator('[data-fresh-for="polling_data.json"] .state').textContent()) === 'ok', 15000);
     await page.evaluate(instrument);
     const trace = process.env.LDU_TRACE;
     const cdp = trace ? await context.newCDPSession(page) : null;
@@ -134,8 +118,7 @@ async function main() {
       await done;
       fs.writeFileSync(trace, JSON.stringify({ traceEvents: events }));
     }
-    const median0 = await page.evaluate(() => window.lduLive.scheduler.medianUpdateMs());
-    report(await page.evaluate(() => window.lduProfile), median0);
+    report(await page.evaluate(() => window.lduProfile));
   } finally {
     if (context) await context.close().catch(() => {});
     await rig.stop(false);

@@ -13,6 +13,7 @@ import fs from 'node:fs';
 import net from 'node:net';
 import os from 'node:os';
 import path from 'node:path';
+import { fileURLToPath } from 'node:url';
 
 export const DOCUMENTS = [
   'polling_data.json', 'phasor_data.json', 'symmetrical_components.json', 'flicker_data.json',
@@ -23,6 +24,12 @@ export const DOCUMENTS = [
 export const BROWSER_FLAGS = ['--headless', '--no-sandbox', '--disable-gpu', '--disable-quic', '--no-first-run',
   '--disable-background-networking', '--disable-component-update', '--disable-sync'];
 export const CHROMIUM = process.env.CHROMIUM || '/usr/bin/chromium';
+// What the browser tests inject into the page to measure it.
+export const INSTRUMENT = fileURLToPath(new URL('./instrument.js', import.meta.url));
+// The policy the page must work under; added to the served configuration
+// when scripts/web-conf does not set one itself.
+export const CONTENT_SECURITY_POLICY = "default-src 'none'; script-src 'self'; style-src 'self'; img-src 'self' data:; "
+  + "connect-src 'self'; frame-ancestors 'none'; base-uri 'none'; form-action 'none'";
 const JSON_PATH = 'home/korvo.web/lighttpd/www/htdocs/common_ui/json';
 const HTDOCS_PATH = 'home/korvo.web/lighttpd/www/htdocs';
 
@@ -58,7 +65,7 @@ export class MeterRig {
   // www: the page's directory to serve (default: the staged install's).
   constructor({ stage, source, www }) {
     this.stage = stage;
-    this.www = www || path.join(stage, 'share/livedata_update/www');
+    this.www = www || path.join(stage, 'share/livedata-update/www');
     this.source = source;
     this.dir = fs.mkdtempSync(path.join(os.tmpdir(), 'ldu-web-'));
     this.daemonJson = path.join(this.dir, 'daemon', JSON_PATH);
@@ -92,7 +99,7 @@ export class MeterRig {
     for (const dir of ['home/korvo.data/test', 'home/korvo.data/root']) fs.mkdirSync(path.join(this.dir, dir), { recursive: true });
     fs.mkdirSync(this.daemonJson, { recursive: true });
     fs.mkdirSync(this.servedJson, { recursive: true });
-    fs.copyFileSync(path.join(this.stage, 'share/livedata_update/livedata_update_runtime.xml'),
+    fs.copyFileSync(path.join(this.stage, 'share/livedata-update/livedata_update_runtime.xml'),
       path.join(this.dir, 'home/korvo.data/test/livedata_update_runtime.xml'));
     for (const name of DOCUMENTS) this.link(name);
   }
@@ -129,14 +136,40 @@ export class MeterRig {
     }
   }
 
+  // Serves the page at /common_ui/live/ and, with the measuring script of the
+  // tests in it, at /common_ui/measured/ (measuredUrl); both under the
+  // Content-Security-Policy.
   async startServer() {
     this.port = await freePort();
-    const conf = execFileSync(path.join(this.source, 'scripts/web-conf'), [
+    // The served tree links into the daemon's; lighttpd's errors go to
+    // lighttpd.out. Started as root it runs as www-data, which must enter DIR.
+    fs.chmodSync(this.dir, 0o755);
+    let conf = execFileSync(path.join(this.source, 'scripts/web-conf'), [
       '--htdocs', path.join(this.dir, 'served', HTDOCS_PATH), '--www', this.www,
-      '--port', String(this.port), '--logdir', this.dir], { encoding: 'utf8' });
+      '--port', String(this.port), '--follow-symlinks'], { encoding: 'utf8' });
+    conf += `
+alias.url += ( "/common_ui/measured/" => "${this.measuredCopy()}/" )
+`;
     fs.writeFileSync(path.join(this.dir, 'lighttpd.conf'), conf);
     this.run('lighttpd', '/usr/sbin/lighttpd', ['-D', '-f', path.join(this.dir, 'lighttpd.conf')]);
     await waitFor('lighttpd', async () => (await fetch(`${this.url}/`, { redirect: 'manual' })).status === 302, 10000);
+  }
+
+  get measuredUrl() {
+    return `${this.url}/common_ui/measured/`;
+  }
+
+  // A copy of the page whose index.html first runs the measuring script.
+  measuredCopy() {
+    const dir = path.join(this.dir, 'measured');
+    fs.cpSync(this.www, dir, { recursive: true });
+    fs.copyFileSync(INSTRUMENT, path.join(dir, 'instrument.js'));
+    const index = path.join(dir, 'index.html');
+    const html = fs.readFileSync(index, 'utf8');
+    const at = html.indexOf('<script type="module"');
+    if (at < 0) throw new Error('the page has no module script to measure');
+    fs.writeFileSync(index, `${html.slice(0, at)}<script src="instrument.js"></script>\n${html.slice(at)}`);
+    return dir;
   }
 
   // Starts a program of the stage (or an absolute path) with output to DIR/NAME.out.

@@ -152,7 +152,7 @@ std::string simUsage(const char* program) {
       "  --once            populate the map once and exit\n"
       "  --steps N         populate, advance N periods without waiting, and exit\n"
       "  --map PATH        datamap file (default $DATAMAP_FILE, else /dev/shm/datamap)\n"
-      "  --catalog PATH    key catalogue (default <prefix>/share/livedata_update/meter.catalog)\n"
+      "  --catalog PATH    key catalogue (default <prefix>/share/livedata-update/meter.catalog)\n"
       "  --log-items PATH  log item catalogue for the limits (default $LOG_ITEM_CATALOG,\n"
       "                    else the built-in one)\n"
       "  -h, --help        this text\n";

@@ -44,14 +44,14 @@ std::string defaultCatalogPath() {
     exe[n] = '\0';
     std::string dir(exe);
     dir.erase(dir.find_last_of('/'));
-    std::string installed = dir + "/../share/livedata_update/meter.catalog";
+    std::string installed = dir + "/../share/livedata-update/meter.catalog";
     if (fileReadable(installed)) return installed;
   }
 #ifdef METER_SIM_SOURCE_CATALOG
   if (fileReadable(METER_SIM_SOURCE_CATALOG)) return METER_SIM_SOURCE_CATALOG;
 #endif
   return n > 0 ? std::string(exe).substr(0, std::string(exe).find_last_of('/')) +
-                     "/../share/livedata_update/meter.catalog"
+                     "/../share/livedata-update/meter.catalog"
                : "meter.catalog";
 }
 

@@ -1,46 +1,72 @@
 // One channel of the harmonics panel: the spectrum bar chart and the
-// waveform rebuilt from the spectrum. The waveform is
-//   w(t) = k * sum over h = 1..127 of m_h cos(h t + p_h),  t in [0, 2 pi)
-// with m_h the magnitude in % of the fundamental and p_h the phase; k scales
-// it so that its RMS value equals the channel's published value (the RMS of
-// the sum is sqrt(sum m_h^2 / 2)). The polyline carries data-y0 (the y of
-// zero) and data-scale (pixels per unit) so the drawn values can be read back.
+// waveform rebuilt from it (spectrum.js). The polyline carries data-y0 (the y
+// of zero) and data-scale (pixels per unit): the drawn values can be read back.
 
 import { el, svg, setText, setAttrs } from './dom.js';
 import { numberOf } from './values.js';
+import { ORDERS, spectrumOf, waveform } from './spectrum.js';
 
 const WIDTH = 640;
 const BAR_HEIGHT = 140;
 const WAVE_HEIGHT = 140;
 const PAD = 4;
-const ORDERS = 127;
 const WAVE_POINTS = 256;
+// Keys moving between bars: the order each leads to.
+const MOVES = {
+  ArrowRight: (h) => h + 1, ArrowUp: (h) => h + 1, ArrowLeft: (h) => h - 1, ArrowDown: (h) => h - 1,
+  PageUp: (h) => h + 10, PageDown: (h) => h - 10, Home: () => 1, End: (h, last) => last,
+};
 
 export class ChannelChart {
   constructor(channel) {
     this.channel = channel;
     this.bars = [];
     this.shownOrders = 0;
+    this.current = 1;
+    this.readoutId = `readout-${channel.id}`;
     this.node = el('figure', { class: 'channel', 'data-channel': channel.id });
     this.node.append(el('figcaption', {}, channel.name));
-    this.node.append(this.barChart(), this.readout = el('p', { class: 'readout', 'aria-live': 'polite' }, 'hover or focus a bar for its phase angle'));
-    this.node.append(this.waveChart());
+    this.readout = el('p', { class: 'readout', id: this.readoutId }, 'point at a bar or focus it for its magnitude and phase angle');
+    this.node.append(this.barChart(), this.readout, this.waveChart());
   }
 
-  // Bars stand on the axis: their group is flipped (y grows upwards from the
-  // axis), so a new magnitude changes a bar's height only.
+  // Bars stand on the axis in a flipped group: a new magnitude changes a
+  // bar's height only. One tab stop: the current bar; the arrow keys, Page
+  // Up/Down (by ten), Home and End move between the bars.
   barChart() {
-    const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${BAR_HEIGHT + 2 * PAD}`, class: 'spectrum', role: 'img', 'aria-label': `${this.channel.name} harmonic spectrum` });
+    const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${BAR_HEIGHT + 2 * PAD}`, class: 'spectrum', role: 'group',
+      'aria-label': `${this.channel.name} harmonic spectrum in % of the fundamental; arrow keys move between orders` });
     root.append(svg('line', { x1: PAD, y1: BAR_HEIGHT + PAD, x2: WIDTH - PAD, y2: BAR_HEIGHT + PAD, class: 'axis' }));
     this.barGroup = root.appendChild(svg('g', { class: 'bars', transform: `translate(0 ${BAR_HEIGHT + PAD}) scale(1 -1)` }));
     for (let h = 1; h <= ORDERS; h += 1) this.bars.push(this.makeBar(h));
+    root.addEventListener('keydown', (event) => this.move(event));
     return root;
   }
 
-  // A bar's tooltip (its <title>) and the readout are written when the bar is
-  // pointed at or focused, from the values shown at that moment.
+  move(event) {
+    const to = MOVES[event.key];
+    if (!to) return;
+    event.preventDefault();
+    this.focusBar(Math.min(this.shownOrders, Math.max(1, to(this.current, this.shownOrders))));
+  }
+
+  // Makes the bar of an order the chart's tab stop, focusing it when asked.
+  focusBar(order, focus = true) {
+    const before = this.bars[this.current - 1].rect;
+    const after = this.bars[order - 1].rect;
+    before.setAttribute('tabindex', '-1');
+    after.setAttribute('tabindex', '0');
+    this.current = order;
+    if (focus) after.focus();
+  }
+
+  // A bar's tooltip (<title>) and the readout, which describes the focused
+  // bar, are written when it is pointed at or focused.
   makeBar(order) {
-    const rect = svg('rect', { class: 'bar', tabindex: '0', 'data-order': String(order), y: '0', height: '0' });
+    const rect = svg('rect', {
+      class: 'bar', tabindex: order === 1 ? '0' : '-1', role: 'img', 'aria-label': `order ${order}`,
+      'aria-describedby': this.readoutId, 'data-order': String(order), y: '0', height: '0',
+    });
     const title = rect.appendChild(svg('title'));
     const tell = () => {
       const text = this.describe(order);
@@ -48,7 +74,10 @@ export class ChannelChart {
       setText(this.readout, text);
     };
     rect.addEventListener('mouseenter', tell);
-    rect.addEventListener('focus', tell);
+    rect.addEventListener('focus', () => {
+      if (order !== this.current) this.focusBar(order, false);
+      tell();
+    });
     return { rect, shown: { class: 'bar', height: '0' } };
   }
 
@@ -58,7 +87,8 @@ export class ChannelChart {
   }
 
   waveChart() {
-    const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${WAVE_HEIGHT}`, class: 'waveform', role: 'img', 'aria-label': `${this.channel.name} waveform rebuilt from the spectrum` });
+    const root = svg('svg', { viewBox: `0 0 ${WIDTH} ${WAVE_HEIGHT}`, class: 'waveform', role: 'img',
+      'aria-label': `One period of ${this.channel.name} rebuilt from the spectrum above` });
     root.append(svg('line', { x1: 0, y1: WAVE_HEIGHT / 2, x2: WIDTH, y2: WAVE_HEIGHT / 2, class: 'axis' }));
     this.wave = root.appendChild(svg('polyline', { class: 'wave', points: '' }));
     return root;
@@ -100,6 +130,7 @@ export class ChannelChart {
     while (this.barGroup.firstChild) this.barGroup.firstChild.remove();
     for (let h = 1; h <= maxOrder; h += 1) this.barGroup.append(this.bars[h - 1].rect);
     this.shownOrders = maxOrder;
+    if (this.current > maxOrder) this.focusBar(1, false);
     return true;
   }
 
@@ -121,61 +152,4 @@ function setShown(bar, name, text) {
   if (bar.shown[name] === text) return;
   bar.rect.setAttribute(name, text);
   bar.shown[name] = text;
-}
-
-// Orders 0..127 from the reversed published arrays: numbers and texts.
-export function spectrumOf(mags, phases) {
-  const mag = new Float64Array(ORDERS + 1);
-  const phase = new Float64Array(ORDERS + 1);
-  const magText = new Array(ORDERS + 1);
-  const phaseText = new Array(ORDERS + 1);
-  for (let h = 0; h <= ORDERS; h += 1) {
-    magText[h] = String(mags[ORDERS - h] ?? 'n/a');
-    phaseText[h] = String(phases[ORDERS - h] ?? 'n/a');
-    mag[h] = numberOf(mags[ORDERS - h]);
-    phase[h] = numberOf(phases[ORDERS - h]);
-  }
-  return { mag, phase, magText, phaseText };
-}
-
-// One period sampled at n points (t = 2 pi i / (n - 1)), scaled to rms.
-// h t is a whole multiple of 2 pi / (n - 1), so cos(h t + p) is taken as
-// cos(h t) cos p - sin(h t) sin p with cos(h t) and sin(h t) from one table of
-// n - 1 angles: no cosine is computed per point.
-export function waveform(spectrum, rms, n) {
-  const out = new Float64Array(n);
-  let sumSquares = 0;
-  for (let h = 1; h <= ORDERS; h += 1) if (Number.isFinite(spectrum.mag[h])) sumSquares += spectrum.mag[h] ** 2;
-  if (!(sumSquares > 0) || !Number.isFinite(rms)) return out;
-  const k = rms / Math.sqrt(sumSquares / 2);
-  const { cos, sin } = unitCircle(n - 1);
-  for (let h = 1; h <= ORDERS; h += 1) {
-    const m = spectrum.mag[h];
-    if (!(m > 0) || !Number.isFinite(spectrum.phase[h])) continue;
-    const p = (spectrum.phase[h] * Math.PI) / 180;
-    const a = k * m * Math.cos(p);
-    const b = k * m * Math.sin(p);
-    for (let i = 0, j = 0; i < n; i += 1) {
-      out[i] += a * cos[j] - b * sin[j];
-      j += h;
-      if (j >= n - 1) j %= n - 1;
-    }
-  }
-  return out;
-}
-
-const circles = new Map();
-
-// cos and sin of 2 pi j / steps for j = 0 .. steps - 1 (made once per size).
-function unitCircle(steps) {
-  let circle = circles.get(steps);
-  if (!circle) {
-    circle = { cos: new Float64Array(steps), sin: new Float64Array(steps) };
-    for (let j = 0; j < steps; j += 1) {
-      circle.cos[j] = Math.cos((2 * Math.PI * j) / steps);
-      circle.sin[j] = Math.sin((2 * Math.PI * j) / steps);
-    }
-    circles.set(steps, circle);
-  }
-  return circle;
 }

@@ -71,23 +71,39 @@ export class Bindings {
   }
 }
 
-// A table whose cells are bound fields: rows x columns, cell (r, c) showing
-// doc[key][indexOf(r, c)]; key may be a function of (r, c).
-export function boundTable(bindings, key, rowNames, colNames, indexOf, caption) {
-  const table = el('table', { class: 'grid' });
-  if (caption) table.append(el('caption', {}, caption));
+// Header abbreviations, spelled out.
+const ABBREVIATIONS = {
+  V: 'voltage', I: 'current', W: 'active power', VA: 'apparent power', THD: 'total harmonic distortion',
+  TDD: 'total demand distortion', Pinst: 'instantaneous flicker',
+};
+
+// A header cell; a text that is a known abbreviation is marked as one.
+export function headerCell(text, scope) {
+  const cell = el('th', { scope });
+  const spelled = ABBREVIATIONS[text];
+  cell.append(spelled ? el('abbr', { title: spelled }, text) : text);
+  return cell;
+}
+
+// A table of bound fields over a block (documents.js): cell (r, c) shows
+// doc[key][block.index(r, c)]; key may be a function of (r, c). fit: its
+// width class (style.css), by default from its columns. Data cells carry
+// their column's name (data-label) for the stacked form; the corner cell
+// heads nothing, so it is a td.
+export function boundTable(bindings, key, block, caption, fit = block.columns.length > 4 ? 'fit-7' : 'fit-4') {
+  const table = el('table', { class: `grid ${fit}` });
+  table.append(el('caption', {}, caption));
   const head = el('tr');
-  head.append(el('th'));
-  for (const name of colNames) head.append(el('th', { scope: 'col' }, name));
+  head.append(el('td', { class: 'corner' }));
+  for (const name of block.columns) head.append(headerCell(name, 'col'));
   table.appendChild(el('thead')).append(head);
   const body = table.appendChild(el('tbody'));
-  rowNames.forEach((rowName, r) => {
+  block.rows.forEach((rowName, r) => {
     const row = body.appendChild(el('tr'));
-    row.append(el('th', { scope: 'row' }, rowName));
-    colNames.forEach((_, c) => {
-      const index = indexOf(r, c);
+    row.append(headerCell(rowName, 'row'));
+    block.columns.forEach((columnName, c) => {
       const cellKey = typeof key === 'function' ? key(r, c) : key;
-      row.append(index === null ? el('td') : wrap('td', bindings.field(cellKey, index)));
+      row.append(wrap('td', bindings.field(cellKey, block.index(r, c)), { 'data-label': columnName }));
     });
   });
   return table;

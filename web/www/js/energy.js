@@ -4,18 +4,21 @@
 // the Q14/Q23 labels, the reset times and the register and limit names.
 
 import { el, pair, boundTable, Bindings } from './dom.js';
+import { DOC, LAYOUT, block } from './documents.js';
 import { panelFrame } from './panel.js';
 
 const DEMANDS = ['W Q14', 'W Q14 (sec)', 'W Q23', 'W Q23 (sec)', 'VAR Q12', 'VAR Q12 (sec)', 'VAR Q34', 'VAR Q34 (sec)', 'VA total', 'VA total (sec)'];
 const INPUT_LABELS = ['digital_input_name_label', 'digital_input_open_label', 'digital_input_shorted_label'];
 const range = (n) => Array.from({ length: n }, (_, k) => String(k + 1));
+// A list of n values, one per row.
+const list = (rows, column) => block(rows, [column], (r) => r);
 
 export class EnergyPanel {
   constructor(sources) {
-    this.bind = new Bindings('energy_data.json');
-    this.labels = new Bindings('device_profile_label.json');
-    const energy = sources.get('energy_data.json');
-    const labels = sources.get('device_profile_label.json');
+    this.bind = new Bindings(DOC.energy);
+    this.labels = new Bindings(DOC.labels);
+    const energy = sources.get(DOC.energy);
+    const labels = sources.get(DOC.labels);
     const { section, body } = panelFrame('energy', 'Energy and demand', [energy, labels]);
     this.section = section;
     this.build(body);
@@ -25,13 +28,12 @@ export class EnergyPanel {
 
   build(body) {
     const tables = body.appendChild(el('div', { class: 'tables' }));
-    const registers = (key, caption) => boundTable(this.bind, key, range(5), ['register', 'value'], (r, c) => r * 2 + c, caption);
     tables.append(
-      registers('energyblock', 'Energy'),
-      registers('uncompenergyblock', 'Energy, uncompensated'),
-      boundTable(this.bind, 'qhrblock', range(2), ['register', 'value'], (r, c) => r * 2 + c, 'Q-hours'),
-      boundTable(this.bind, 'cmdblock', DEMANDS, ['demand'], (r) => r, 'Demands'),
-      boundTable(this.bind, 'maxdemand', ['positive', 'negative'], ['peak', 'time'], (r, c) => r * 2 + c, 'Peak demands'),
+      boundTable(this.bind, 'energyblock', LAYOUT.registers, 'Energy'),
+      boundTable(this.bind, 'uncompenergyblock', LAYOUT.registers, 'Energy, uncompensated'),
+      boundTable(this.bind, 'qhrblock', LAYOUT.qhours, 'Q-hours'),
+      boundTable(this.bind, 'cmdblock', list(DEMANDS, 'demand'), 'Demands'),
+      boundTable(this.bind, 'maxdemand', LAYOUT.peakDemand, 'Peak demands'),
       this.namedTable('accumulators', 'accumulators_label', 8, 'Accumulators'),
       this.namedTable('aggregators', 'aggregators_label', 4, 'Aggregators'));
     const facts = body.appendChild(el('dl', { class: 'facts' }));
@@ -45,7 +47,7 @@ export class EnergyPanel {
 
   // Rows named by the profile labels, with the published texts beside them.
   namedTable(key, labelKey, count, caption) {
-    const table = el('table', { class: 'grid' });
+    const table = el('table', { class: 'grid fit-4' });
     table.append(el('caption', {}, caption));
     const head = table.appendChild(el('thead')).appendChild(el('tr'));
     head.append(el('th', { scope: 'col' }, 'label'), el('th', { scope: 'col' }, 'published'));
@@ -54,7 +56,7 @@ export class EnergyPanel {
       const row = tbody.appendChild(el('tr'));
       const name = row.appendChild(el('th', { scope: 'row' }));
       name.append(this.labels.field(labelKey, i));
-      row.appendChild(el('td')).append(this.bind.field(key, i));
+      row.appendChild(el('td', { 'data-label': 'published' })).append(this.bind.field(key, i));
     }
     return table;
   }
@@ -64,10 +66,10 @@ export class EnergyPanel {
     details.append(el('summary', {}, 'Register, quadrant and limit names'));
     const tables = details.appendChild(el('div', { class: 'tables' }));
     tables.append(
-      boundTable(this.bind, 'quadrantblock', range(17), ['name'], (r) => r, 'Quadrant registers'),
-      boundTable(this.bind, 'iv2tblock', range(6), ['name'], (r) => r, 'I2t / V2t'),
-      boundTable(this.labels, (r, c) => INPUT_LABELS[c], range(8), ['name', 'open', 'shorted'], (r) => r, 'Digital input labels'),
-      boundTable(this.labels, 'limit_label', range(32), ['label'], (r) => r, 'Limits'));
+      boundTable(this.bind, 'quadrantblock', list(range(17), 'name'), 'Quadrant registers'),
+      boundTable(this.bind, 'iv2tblock', list(range(6), 'name'), 'I2t / V2t'),
+      boundTable(this.labels, (r, c) => INPUT_LABELS[c], block(range(8), ['name', 'open', 'shorted'], (r) => r), 'Digital input labels'),
+      boundTable(this.labels, 'limit_label', list(range(32), 'label'), 'Limits'));
     return details;
   }
 }

@@ -4,19 +4,23 @@
 // nominal voltage.
 
 import { el, boundTable, Bindings } from './dom.js';
+import { DOC, LAYOUT } from './documents.js';
 import { numberOf } from './values.js';
 import { panelFrame } from './panel.js';
 import { TrendChart } from './trendchart.js';
 
 const WINDOW_MS = 10 * 60 * 1000;
 const CAPACITY = 1200;
-const PHASES = ['A', 'B', 'C'];
-const EXTREMES = ['value', 'time', 'max', 'max time', 'min', 'min time'];
+// Key, block, caption and, for tables of times, the width class.
+const TABLES = [['runtime', 'flickerWindows', 'Windows', 'fit-7'], ['runtime', 'flickerFrequency', 'Frequency and voltage'],
+  ['inst', 'flickerInst', 'Instantaneous'], ['shortterm', 'flickerTerm', 'Short term (Pst)', 'fit-7'],
+  ['longterm', 'flickerTerm', 'Long term (Plt)', 'fit-7']];
+const PHASES = LAYOUT.flickerInst.rows;
 
 export class FlickerPanel {
   constructor(sources) {
-    this.bind = new Bindings('flicker_data.json');
-    const source = sources.get('flicker_data.json');
+    this.bind = new Bindings(DOC.flicker);
+    const source = sources.get(DOC.flicker);
     const { section, body } = panelFrame('flicker', 'Flicker', [source]);
     this.section = section;
     this.build(body);
@@ -25,19 +29,16 @@ export class FlickerPanel {
 
   build(body) {
     const tables = body.appendChild(el('div', { class: 'tables' }));
-    tables.append(
-      boundTable(this.bind, 'runtime', ['runtime'], ['peaks reset', 'time', 'Pst in', 'Plt in'], (r, c) => c, 'Windows'),
-      boundTable(this.bind, 'runtime', ['frequency'], ['nominal', 'measured', 'nominal voltage'], (r, c) => c + 4, 'Frequency and voltage'),
-      boundTable(this.bind, 'inst', PHASES, ['Pinst', 'voltage'], (r, c) => r * 2 + c, 'Instantaneous'),
-      boundTable(this.bind, 'shortterm', PHASES, EXTREMES, extremeIndex, 'Short term (Pst)'),
-      boundTable(this.bind, 'longterm', PHASES, EXTREMES, extremeIndex, 'Long term (Plt)'));
+    for (const [key, layout, caption, fit] of TABLES) tables.append(boundTable(this.bind, key, LAYOUT[layout], caption, fit));
     body.append(this.chart());
   }
 
   chart() {
     const figure = el('figure', { class: 'pinst' });
-    figure.append(el('figcaption', {}, 'Pinst, last 10 minutes'));
-    this.trend = new TrendChart(PHASES, WINDOW_MS, CAPACITY, 'Pinst trend');
+    this.trend = new TrendChart(PHASES, WINDOW_MS, CAPACITY,
+      'Pinst of phases A, B and C over the last 10 minutes; the values now are in the Instantaneous table');
+    const caption = figure.appendChild(el('figcaption', {}, 'Pinst, last 10 minutes, top of the scale '));
+    caption.append(this.trend.scaleText);
     figure.append(this.trend.node);
     return figure;
   }
@@ -45,14 +46,6 @@ export class FlickerPanel {
   show(data) {
     this.bind.update(data);
     const inst = Array.isArray(data.inst) ? data.inst : [];
-    this.trend.add([numberOf(inst[0]), numberOf(inst[2]), numberOf(inst[4])]);
+    this.trend.add(PHASES.map((phase) => numberOf(inst[LAYOUT.flickerInst.at(phase, 'Pinst')])));
   }
-}
-
-// Row r (phase), column c of the Pst/Plt tables: the value and its time at
-// 2r, 2r+1; maxima from 6, minima from 12, two entries each.
-function extremeIndex(r, c) {
-  if (c < 2) return r * 2 + c;
-  if (c < 4) return 6 + r * 2 + (c - 2);
-  return 12 + r * 2 + (c - 4);
 }

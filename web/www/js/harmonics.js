@@ -1,11 +1,10 @@
 // Harmonics panel (thd_data.json): per channel a bar chart of the magnitude
 // of each harmonic order in % of the fundamental (orders 1-63, or 1-127 on
 // request), the phase angle of a bar on hover or keyboard focus, and one
-// period of the channel's waveform rebuilt from its spectrum. The document
-// lists each array from order 127 down to order 0, so order h is element
-// 127 - h.
+// period of the channel's waveform rebuilt from its spectrum (spectrum.js).
 
 import { el, boundTable, Bindings } from './dom.js';
+import { DOC, block } from './documents.js';
 import { panelFrame } from './panel.js';
 import { ChannelChart } from './channelchart.js';
 
@@ -14,10 +13,13 @@ const CHANNELS = [
   { id: 'ia', name: 'Ia', value: 'currentA' }, { id: 'ib', name: 'Ib', value: 'currentB' }, { id: 'ic', name: 'Ic', value: 'currentC' },
 ];
 
+// A channel's value array: value, THD, TDD, and for currents the K-factor.
+const DISTORTION = ['value', 'THD', 'TDD', 'K-factor'];
+
 export class HarmonicsPanel {
   constructor(sources) {
-    this.source = sources.get('thd_data.json');
-    this.bind = new Bindings('thd_data.json');
+    this.source = sources.get(DOC.thd);
+    this.bind = new Bindings(DOC.thd);
     this.maxOrder = 63;
     this.zoom = false;
     const { section, body } = panelFrame('harmonics', 'Harmonics', [this.source]);
@@ -32,8 +34,8 @@ export class HarmonicsPanel {
     top.append(this.rangeChooser(), this.zoomChooser());
     const tables = body.appendChild(el('div', { class: 'tables' }));
     tables.append(
-      boundTable(this.bind, (r) => CHANNELS[r].value, ['Va', 'Vb', 'Vc'], ['value', 'THD', 'TDD'], (r, c) => c, 'Voltage distortion'),
-      boundTable(this.bind, (r) => CHANNELS[r + 3].value, ['Ia', 'Ib', 'Ic'], ['value', 'THD', 'TDD', 'K-factor'], (r, c) => c, 'Current distortion'));
+      boundTable(this.bind, (r) => CHANNELS[r].value, block(['Va', 'Vb', 'Vc'], DISTORTION.slice(0, 3), (r, c) => c), 'Voltage distortion'),
+      boundTable(this.bind, (r) => CHANNELS[r + 3].value, block(['Ia', 'Ib', 'Ic'], DISTORTION, (r, c) => c), 'Current distortion'));
     const grid = body.appendChild(el('div', { class: 'charts' }));
     this.charts = CHANNELS.map((channel) => {
       const chart = new ChannelChart(channel);

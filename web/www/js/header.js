@@ -3,17 +3,20 @@
 // how fresh every document is.
 
 import { el, pair, setText, Bindings } from './dom.js';
+import { DOC, UNDATED } from './documents.js';
+
+// Columns of the documents table: heading and class.
+const FRESHNESS = [['state', 'state'], ['last good read', 'age'], ['dateTime', 'time']];
 
 export class HeaderPanel {
   constructor(sources) {
     this.sources = sources;
-    this.polling = new Bindings('polling_data.json');
-    this.factory = new Bindings('meter_factory_setting.json');
-    this.dateTimes = new Map();
+    this.polling = new Bindings(DOC.polling);
+    this.factory = new Bindings(DOC.factory);
     this.ages = new Map();
     this.section = this.build();
-    sources.get('polling_data.json').subscribe((data) => data && this.polling.update(data));
-    sources.get('meter_factory_setting.json').subscribe((data) => data && this.factory.update(data));
+    sources.get(DOC.polling).subscribe((data) => data && this.polling.update(data));
+    sources.get(DOC.factory).subscribe((data) => data && this.factory.update(data));
   }
 
   build() {
@@ -34,11 +37,13 @@ export class HeaderPanel {
   }
 
   freshnessTable() {
-    const details = el('details', { class: 'freshness', open: '' });
+    const details = el('details', { class: 'freshness' });
+    details.open = innerWidth >= 700; // folded on a phone
     details.append(el('summary', {}, 'Documents'));
-    const table = details.appendChild(el('table', { class: 'grid' }));
+    const table = details.appendChild(el('table', { class: 'grid fit-7' }));
+    table.append(el('caption', { class: 'vh' }, 'State of every document read by the page'));
     const head = table.appendChild(el('thead')).appendChild(el('tr'));
-    for (const name of ['document', 'state', 'last good read', 'dateTime']) head.append(el('th', { scope: 'col' }, name));
+    for (const [name] of [['document'], ...FRESHNESS]) head.append(el('th', { scope: 'col' }, name));
     const body = table.appendChild(el('tbody'));
     for (const source of this.sources.values()) body.append(this.freshnessRow(source));
     return details;
@@ -47,10 +52,10 @@ export class HeaderPanel {
   freshnessRow(source) {
     const row = el('tr', { 'data-fresh-for': source.name });
     row.append(el('th', { scope: 'row' }, source.name));
-    const state = row.appendChild(el('td', { class: 'state' }, source.state));
-    const age = row.appendChild(el('td', { class: 'age' }, 'never'));
-    const time = row.appendChild(el('td'));
-    if (source.name !== 'meter_factory_setting.json' && source.name !== 'device_profile_label.json') {
+    const [state, age, time] = FRESHNESS.map(([label, cls]) => row.appendChild(el('td', { 'data-label': label, class: cls })));
+    setText(state, source.state);
+    setText(age, 'never');
+    if (!UNDATED.includes(source.name)) {
       const binding = new Bindings(source.name);
       time.append(binding.field('dateTime'));
       source.subscribe((data) => data && binding.update(data));

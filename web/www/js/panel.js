@@ -1,6 +1,8 @@
 // The frame every panel shares: a <section> with a heading and one status
 // badge per document it shows. A badge reads "ok", "stale", "no data" or
-// "waiting"; the panel's values stay as last shown whatever the badge says.
+// "waiting" (its colour only repeats it), a polite status: screen readers
+// hear the rare changes of state, not the values. The panel's values stay as
+// last shown whatever the badge says.
 
 import { el, setText } from './dom.js';
 
@@ -16,7 +18,7 @@ export function panelFrame(id, title, sources) {
 
 // A badge that follows the state of one document.
 export function statusBadge(source) {
-  const badge = el('span', { class: 'badge waiting', 'data-status-for': source.name, title: source.name }, '');
+  const badge = el('span', { class: 'badge waiting', role: 'status', 'data-status-for': source.name, title: source.name }, '');
   const show = () => {
     const text = `${source.name.replace('.json', '')}: ${source.state}`;
     setText(badge, text);

@@ -8,6 +8,7 @@
 
 import { el, svg, pair, setText, setAttrs, boundTable, Bindings } from './dom.js';
 import { numberOf, radians, percentText } from './values.js';
+import { DOC, LAYOUT, block } from './documents.js';
 import { panelFrame } from './panel.js';
 
 const SIZE = 300;
@@ -15,16 +16,21 @@ const CENTER = SIZE / 2;
 const RADIUS = 130;
 const CURRENT_SHARE = 0.7;
 const PHASES = ['a', 'b', 'c'];
-const COLUMNS = ['V', 'I', 'W', 'VA', 'V angle', 'I angle', 'V-I angle'];
 const SETS = { phasetoneutral: ['Van', 'Vbn', 'Vcn'], phasetophase: ['Vab', 'Vbc', 'Vca'] };
 const SEQUENCES = ['zero_sequence', 'positive_sequence', 'negative_sequence', 'phasor'];
+const UNBALANCE = [['V2/V1', 'voltage_negative_sequence', 'voltage_positive_sequence'], ['V0/V1', 'voltage_zero_sequence', 'voltage_positive_sequence'],
+  ['I2/I1', 'current_negative_sequence', 'current_positive_sequence'], ['I0/I1', 'current_zero_sequence', 'current_positive_sequence']];
+const BLOCKS = [['phasetoneutral', 'Phase to neutral'], ['phasetophase', 'Phase to phase'], ['vauxblock', 'Auxiliary voltage'],
+  ['iauxblock', 'Auxiliary current'], ['earthblock', 'Earth']];
+// The six lines of the diagram: three voltages, then three currents.
+const LINES = [0, 1, 2, 0, 1, 2].map((phase, k) => (k < 3 ? { phase, magnitude: 'V', angle: 'V angle' } : { phase, magnitude: 'I', angle: 'I angle' }));
 
 export class PhasorsPanel {
   constructor(sources) {
-    this.phasor = sources.get('phasor_data.json');
-    const symm = sources.get('symmetrical_components.json');
-    this.bind = new Bindings('phasor_data.json');
-    this.symmBind = new Bindings('symmetrical_components.json');
+    this.phasor = sources.get(DOC.phasor);
+    const symm = sources.get(DOC.symm);
+    this.bind = new Bindings(DOC.phasor);
+    this.symmBind = new Bindings(DOC.symm);
     this.set = 'phasetoneutral';
     this.lines = [];
     this.unbalance = new Map();
@@ -42,13 +48,7 @@ export class PhasorsPanel {
     const figure = body.appendChild(el('figure', { class: 'phasor-figure' }));
     figure.append(this.chooser(), this.diagram());
     const tables = body.appendChild(el('div', { class: 'tables' }));
-    const index = (r, c) => c * 3 + r;
-    tables.append(
-      boundTable(this.bind, 'phasetoneutral', PHASES, COLUMNS, index, 'Phase to neutral'),
-      boundTable(this.bind, 'phasetophase', ['ab', 'bc', 'ca'], COLUMNS, index, 'Phase to phase'),
-      boundTable(this.bind, 'vauxblock', ['aux voltage'], ['value', 'angle'], (r, c) => c, 'Auxiliary voltage'),
-      boundTable(this.bind, 'iauxblock', ['aux current'], ['value', 'angle'], (r, c) => c, 'Auxiliary current'),
-      boundTable(this.bind, 'earthblock', ['earth'], ['1', '2', '3', '4'], (r, c) => c, 'Earth'));
+    for (const [key, caption] of BLOCKS) tables.append(boundTable(this.bind, key, LAYOUT[key], caption));
     body.append(this.symmetrical());
   }
 
@@ -64,7 +64,8 @@ export class PhasorsPanel {
   }
 
   diagram() {
-    const root = svg('svg', { viewBox: `0 0 ${SIZE} ${SIZE}`, class: 'phasor-diagram', role: 'img', 'aria-label': 'phasor diagram' });
+    const root = svg('svg', { viewBox: `0 0 ${SIZE} ${SIZE}`, class: 'phasor-diagram', role: 'img',
+      'aria-label': 'Phasor diagram of the voltages and currents of the tables below' });
     root.append(svg('circle', { cx: CENTER, cy: CENTER, r: RADIUS, class: 'axis' }));
     root.append(svg('line', { x1: CENTER - RADIUS, y1: CENTER, x2: CENTER + RADIUS, y2: CENTER, class: 'axis' }));
     root.append(svg('line', { x1: CENTER, y1: CENTER - RADIUS, x2: CENTER, y2: CENTER + RADIUS, class: 'axis' }));
@@ -80,14 +81,15 @@ export class PhasorsPanel {
 
   symmetrical() {
     const box = el('div', { class: 'tables' });
-    const cols = ['a', 'b', 'c', 'a angle', 'b angle', 'c angle'];
-    const rows = ['zero', 'positive', 'negative', 'phasor'];
+    const { columns, index } = LAYOUT.sequence;
+    // One array per row (sequence), each laid out as the sequence block.
+    const rows = block(['zero', 'positive', 'negative', 'phasor'], columns, (r, c) => index(0, c));
     for (const quantity of ['voltage', 'current']) {
       const keyOf = (r) => `${quantity}_${SEQUENCES[r]}`;
-      box.append(boundTable(this.symmBind, keyOf, rows, cols, (r, c) => c, `Sequence components, ${quantity}`));
+      box.append(boundTable(this.symmBind, keyOf, rows, `Sequence components, ${quantity}`));
     }
     const facts = box.appendChild(el('dl', { class: 'facts' }));
-    for (const ratio of ['V2/V1', 'V0/V1', 'I2/I1', 'I0/I1']) {
+    for (const [ratio] of UNBALANCE) {
       const node = el('span', { 'data-unbalance': ratio }, '\u2014');
       this.unbalance.set(ratio, node);
       pair(facts, `Unbalance ${ratio}`, node);
@@ -107,8 +109,11 @@ export class PhasorsPanel {
   // the published magnitudes within voltages and within currents.
   draw(data) {
     const values = Array.isArray(data[this.set]) ? data[this.set] : [];
-    const mags = [0, 1, 2, 3, 4, 5].map((k) => numberOf(values[k]));
-    const angles = [12, 13, 14, 15, 16, 17].map((k) => numberOf(values[k]));
+    const layout = LAYOUT[this.set];
+    const magnitudeAt = LINES.map(({ phase, magnitude }) => layout.at(phase, magnitude));
+    const angleAt = LINES.map(({ phase, angle }) => layout.at(phase, angle));
+    const mags = magnitudeAt.map((k) => numberOf(values[k]));
+    const angles = angleAt.map((k) => numberOf(values[k]));
     const vMax = Math.max(...mags.slice(0, 3).filter(Number.isFinite), 0);
     const iMax = Math.max(...mags.slice(3).filter(Number.isFinite), 0);
     const names = SETS[this.set].concat(['Ia', 'Ib', 'Ic']);
@@ -120,7 +125,7 @@ export class PhasorsPanel {
       const angle = ok ? radians(angles[k]) : 0;
       const x2 = CENTER + length * Math.cos(angle);
       const y2 = CENTER - length * Math.sin(angle);
-      setAttrs(line, { x2: x2.toFixed(3), y2: y2.toFixed(3), 'data-name': names[k], 'data-magnitude': values[k] ?? '', 'data-angle': values[k + 12] ?? '' });
+      setAttrs(line, { x2: x2.toFixed(3), y2: y2.toFixed(3), 'data-name': names[k], 'data-magnitude': values[magnitudeAt[k]] ?? '', 'data-angle': values[angleAt[k]] ?? '' });
       setAttrs(label, { x: (CENTER + (length + 10) * Math.cos(angle)).toFixed(1), y: (CENTER - (length + 10) * Math.sin(angle) + 4).toFixed(1) });
       setText(label, names[k]);
     });
@@ -128,10 +133,8 @@ export class PhasorsPanel {
 
   showSymm(data) {
     this.symmBind.update(data);
-    const mag = (key) => numberOf(Array.isArray(data[key]) ? data[key][0] : undefined);
-    setText(this.unbalance.get('V2/V1'), percentText(mag('voltage_negative_sequence'), mag('voltage_positive_sequence')));
-    setText(this.unbalance.get('V0/V1'), percentText(mag('voltage_zero_sequence'), mag('voltage_positive_sequence')));
-    setText(this.unbalance.get('I2/I1'), percentText(mag('current_negative_sequence'), mag('current_positive_sequence')));
-    setText(this.unbalance.get('I0/I1'), percentText(mag('current_zero_sequence'), mag('current_positive_sequence')));
+    const magnitude = LAYOUT.sequence.at('values', 'a');
+    const mag = (key) => numberOf(Array.isArray(data[key]) ? data[key][magnitude] : undefined);
+    for (const [ratio, part, whole] of UNBALANCE) setText(this.unbalance.get(ratio), percentText(mag(part), mag(whole)));
   }
 }

@@ -4,20 +4,19 @@
 // labels of the device profile labels.
 
 import { el, pair, wrap, setText, setAttrs, shown, boundTable, Bindings } from './dom.js';
+import { DOC, LAYOUT } from './documents.js';
 import { panelFrame } from './panel.js';
 
-const FOUR = ['now', 'thermal', 'max', 'min'];
-const SIX = ['now', 'thermal', 'max', 'min', 'neg min', 'neg max'];
-const POWER_ROWS = ['a', 'b', 'c', 'total'];
+const TABLES = [['volts', 'Volts'], ['currents', 'Currents'], ['watts', 'Watts'], ['vars', 'VARs'], ['vas', 'VAs'], ['pfs', 'Power factors', 'fit-7']];
 const INPUTS = 8;
 const SAMPLES = 5;
 
 export class ReadingsPanel {
   constructor(sources) {
-    const polling = sources.get('polling_data.json');
-    const labels = sources.get('device_profile_label.json');
+    const polling = sources.get(DOC.polling);
+    const labels = sources.get(DOC.labels);
     this.labels = labels;
-    this.bind = new Bindings('polling_data.json');
+    this.bind = new Bindings(DOC.polling);
     this.inputCells = [];
     this.inputNames = [];
     const { section, body } = panelFrame('readings', 'Readings', [polling, labels]);
@@ -32,23 +31,17 @@ export class ReadingsPanel {
     pair(top, 'Frequency', this.bind.field('frequency'));
     pair(top, 'Thermal peaks reset', this.bind.field('last_thermal_peak_reset_time'));
     const tables = body.appendChild(el('div', { class: 'tables' }));
-    tables.append(
-      boundTable(this.bind, 'volts', ['an', 'bn', 'cn', 'ab', 'bc', 'ca', 'aux'], FOUR, (r, c) => r * 4 + c, 'Volts'),
-      boundTable(this.bind, 'currents', ['a', 'b', 'c', 'n', 'x'], FOUR, (r, c) => r * 4 + c, 'Currents'),
-      boundTable(this.bind, 'watts', POWER_ROWS, SIX, (r, c) => r * 6 + c, 'Watts'),
-      boundTable(this.bind, 'vars', POWER_ROWS, SIX, (r, c) => r * 6 + c, 'VARs'),
-      boundTable(this.bind, 'vas', POWER_ROWS, FOUR, (r, c) => r * 4 + c, 'VAs'),
-      boundTable(this.bind, 'pfs', ['power factor'], ['a', 'b', 'c', 'total'], (r, c) => c, 'Power factors'));
+    for (const [key, caption, fit] of TABLES) tables.append(boundTable(this.bind, key, LAYOUT[key], caption, fit));
     const pf = body.appendChild(el('dl', { class: 'facts' }));
     pair(pf, 'Power factor display', this.bind.field('pf_display'));
     body.append(this.diginTable());
   }
 
   diginTable() {
-    const table = el('table', { class: 'grid digins' });
+    const table = el('table', { class: 'grid digins fit-7' });
     table.append(el('caption', {}, 'Digital inputs (five latest samples, oldest slot first)'));
     const head = table.appendChild(el('thead')).appendChild(el('tr'));
-    head.append(el('th', {}, 'input'));
+    head.append(el('th', { scope: 'col' }, 'input'));
     for (let s = 0; s < SAMPLES; s += 1) head.append(wrap('th', this.bind.field('digins', s), { scope: 'col' }));
     const body = table.appendChild(el('tbody'));
     for (let i = 0; i < INPUTS; i += 1) {
@@ -56,7 +49,7 @@ export class ReadingsPanel {
       const name = row.appendChild(el('th', { scope: 'row', 'data-input-name': String(i) }, `Input ${i + 1}`));
       this.inputNames.push(name);
       const cells = [];
-      for (let s = 0; s < SAMPLES; s += 1) cells.push(row.appendChild(el('td', { 'data-input': String(i), 'data-sample': String(s) }, '\u2014')));
+      for (let s = 0; s < SAMPLES; s += 1) cells.push(row.appendChild(el('td', { 'data-input': String(i), 'data-sample': String(s), 'data-label': `sample ${s + 1}` }, '\u2014')));
       this.inputCells.push(cells);
     }
     return table;

@@ -30,11 +30,6 @@ export class DocumentSource {
     return tick % this.everyTicks === 0;
   }
 
-  // Reads, parses and publishes the document; never throws.
-  async refresh() {
-    this.publish(await this.load());
-  }
-
   // Reads and parses the document without showing it: the outcome for
   // publish(). Never throws.
   async load() {

@@ -6,7 +6,7 @@
 // vertical scale, the largest value in the window. Times are
 // performance.now(), so a change of the wall clock does not move the lines.
 
-import { svg, setText, setAttrs } from './dom.js';
+import { el, svg, setText, setAttrs } from './dom.js';
 
 const WIDTH = 640;
 const HEIGHT = 160;
@@ -15,6 +15,8 @@ const TOP_ROOM = 12;
 // Points are kept small numbers (float precision of SVG geometry): every hour
 // the time origin moves up and the lines are rebuilt from the rings.
 const REBASE_S = 3600;
+// The scale reaches at least this value.
+const SMALLEST_TOP = 0.5;
 
 export class TrendChart {
   // names: one per series (data-phase of its polyline); capacity: ring size.
@@ -27,7 +29,8 @@ export class TrendChart {
     this.originMs = performance.now();
     this.node = svg('svg', { viewBox: `0 0 ${WIDTH} ${HEIGHT}`, class: 'trend', role: 'img', 'aria-label': label });
     this.node.append(svg('line', { x1: PAD, y1: HEIGHT - PAD, x2: WIDTH - PAD, y2: HEIGHT - PAD, class: 'axis' }));
-    this.scaleText = this.node.appendChild(svg('text', { x: PAD + 2, y: PAD + 10, class: 'scale' }));
+    // The top of the scale is a text beside the chart, legible at any width.
+    this.scaleText = el('span', { class: 'scale' }, '');
     this.group = this.node.appendChild(svg('g', { class: 'trend-lines' }));
     this.lines = names.map((name, k) => this.group.appendChild(svg('polyline', { class: `trend-line p${k}`, 'data-phase': name, points: '' })));
   }
@@ -87,12 +90,19 @@ export class TrendChart {
   }
 
   largest(nowMs) {
-    let top = 0.5;
-    for (let n = Math.max(0, this.count - this.capacity); n < this.count; n += 1) {
-      const slot = n % this.capacity;
-      if (nowMs - this.times[slot] > this.windowS * 1000) continue;
-      for (const ring of this.values) if (Number.isFinite(ring[slot])) top = Math.max(top, ring[slot]);
-    }
-    return top;
+    return largestInWindow(this, nowMs - this.windowS * 1000, SMALLEST_TOP);
   }
+}
+
+// The largest value of any series sampled at or after sinceMs, at least
+// floor. rings: { times, values: [series], count, capacity } as TrendChart
+// keeps them (only the last capacity samples are there).
+export function largestInWindow(rings, sinceMs, floor) {
+  let top = floor;
+  for (let n = Math.max(0, rings.count - rings.capacity); n < rings.count; n += 1) {
+    const slot = n % rings.capacity;
+    if (rings.times[slot] < sinceMs) continue;
+    for (const ring of rings.values) if (Number.isFinite(ring[slot])) top = Math.max(top, ring[slot]);
+  }
+  return top;
 }
