@@ -7,6 +7,7 @@
 #include <sys/stat.h>
 #include <unistd.h>
 
+#include "base/WriteAll.h"
 #include "platform/settings_file.h"
 
 namespace {
@@ -65,23 +66,18 @@ base::Status SampleSettingsFile::writeIfMissing(const std::string& path, bool* c
   *created = false;
   base::Status made = makeParentDirs(path);
   if (!made.ok()) return made;
-  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL, 0644);
+  int fd = open(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0644);
   if (fd < 0) {
     if (errno == EEXIST) return base::Status::Ok();
     return base::Status::Error("", "cannot create " + path, errno);
   }
   const std::vector<unsigned char> bytes = contents();
-  size_t done = 0;
-  while (done < bytes.size()) {
-    ssize_t n = write(fd, bytes.data() + done, bytes.size() - done);
-    if (n < 0 && errno == EINTR) continue;
-    if (n <= 0) {
-      const int writeErrno = errno;
-      close(fd);
-      unlink(path.c_str());
-      return base::Status::Error("", "cannot write " + path, writeErrno);
-    }
-    done += static_cast<size_t>(n);
+  const base::Status written =
+      base::writeAll(fd, reinterpret_cast<const char*>(bytes.data()), bytes.size());
+  if (!written.ok()) {
+    close(fd);
+    unlink(path.c_str());
+    return base::Status::Error("", "cannot write " + path, written.errnum());
   }
   close(fd);
   *created = true;
