@@ -15,11 +15,11 @@ constexpr char kTooLargePrefix[] = "larger than ";
 
 // "a directory, not a regular file" and the like.
 std::string notRegularStep(mode_t mode) {
-  const char* kind = S_ISDIR(mode)                     ? "a directory, "
-                     : S_ISFIFO(mode)                  ? "a FIFO, "
-                     : S_ISSOCK(mode)                  ? "a socket, "
+  const char* kind = S_ISDIR(mode)                    ? "a directory, "
+                     : S_ISFIFO(mode)                 ? "a FIFO, "
+                     : S_ISSOCK(mode)                 ? "a socket, "
                      : S_ISCHR(mode) || S_ISBLK(mode) ? "a device, "
-                                                       : "";
+                                                      : "";
   return std::string(kind) + kNotRegular;
 }
 

@@ -33,11 +33,11 @@ class InputFile {
  public:
   // What a failed Status of open() or read() means.
   enum class Refusal {
-    kNone,         // ok
-    kCannotOpen,   // open failed; errnum tells why
-    kNotRegular,   // a FIFO, device, directory or socket
-    kTooLarge,     // more than the bound
-    kReadError,    // read failed; errnum tells why
+    kNone,        // ok
+    kCannotOpen,  // open failed; errnum tells why
+    kNotRegular,  // a FIFO, device, directory or socket
+    kTooLarge,    // more than the bound
+    kReadError,   // read failed; errnum tells why
   };
 
   // Opens path with flags (O_RDONLY or O_RDWR; O_NONBLOCK, O_NOFOLLOW,

@@ -83,7 +83,7 @@ class ReplacementFile {
   gid_t directoryGroup_ = 0;
   bool directorySetsGroup_ = false;  // set-group-ID directory
   char path_[PATH_MAX] = {};
-  const char* name_ = path_;   // last component, inside path_
+  const char* name_ = path_;  // last component, inside path_
   char temporary_[NAME_MAX + 1] = {};
 };
 

@@ -47,7 +47,8 @@ class [[nodiscard]] Status {
 
  private:
   Status(std::string subject, std::string step, int errnum)
-      : subject_(std::move(subject)), step_(step.empty() ? "failed" : std::move(step)),
+      : subject_(std::move(subject)),
+        step_(step.empty() ? "failed" : std::move(step)),
         errnum_(errnum) {}
 
   std::string subject_;

@@ -5,8 +5,8 @@
 #include "platform/service_notify.h"
 
 const char* const kUpdaterDocuments[7] = {
-    "flicker_data.json", "thd_data.json",     "energy_data.json",
-    "meter_factory_setting.json", "phasor_data.json", "polling_data.json",
+    "flicker_data.json",           "thd_data.json",    "energy_data.json",
+    "meter_factory_setting.json",  "phasor_data.json", "polling_data.json",
     "symmetrical_components.json",
 };
 

@@ -52,8 +52,7 @@ bool mxmlElementGetAttr_XMLSpecialChars_toSymbol_str(mxml_node_t* node, const ch
   return true;
 }
 
-bool mxmlElementSetAttr_XMLSpecialChars_toEscapeSequence_str(mxml_node_t* node,
-                                                             const char* name,
+bool mxmlElementSetAttr_XMLSpecialChars_toEscapeSequence_str(mxml_node_t* node, const char* name,
                                                              const std::string& value) {
   if (node == nullptr || name == nullptr || mxmlGetType(node) != MXML_ELEMENT) return false;
   mxmlElementSetAttr(node, name, XMLSpecialChars::toEscapeSequences(value).c_str());

@@ -47,8 +47,7 @@ bool mxmlElementGetAttr_XMLSpecialChars_toSymbol_str(mxml_node_t* node, const ch
 
 // Sets attribute name of node to value with its symbols escaped. Returns false
 // (nothing set) when node is null or not an element.
-bool mxmlElementSetAttr_XMLSpecialChars_toEscapeSequence_str(mxml_node_t* node,
-                                                             const char* name,
+bool mxmlElementSetAttr_XMLSpecialChars_toEscapeSequence_str(mxml_node_t* node, const char* name,
                                                              const std::string& value);
 
 #endif  // DAEMON_XMLATTRIBUTEESCAPES_H_

@@ -42,9 +42,10 @@ std::string meterPath(const char* path) {
 void refuseSecondInstance() {
   int other = process_comm_pid(0);
   if (other > 0) {
-    printf("process \"livedata_update\" is running, pid = %d, please close it and then restart "
-           "process\n",
-           other);
+    printf(
+        "process \"livedata_update\" is running, pid = %d, please close it and then restart "
+        "process\n",
+        other);
     exit(-10);
   }
 }
@@ -59,21 +60,11 @@ const char* parseOptions(int argc, char** argv) {
         debug = true;
         debugMask = 0xFFFFFFFFu;
         break;
-      case 'm':
-        debugMask = static_cast<uint32_t>(strtoul(optarg, nullptr, 0));
-        break;
-      case 'p':
-        pidFile = optarg;
-        break;
-      case 'V':
-        print_out_app_version();
-        exit(-1);
-      case '?':
-        print_out_app_short_usage(argv[0]);
-        exit(0);
-      default:
-        print_out_app_usage_help(stdout, argv[0]);
-        exit(1);
+      case 'm': debugMask = static_cast<uint32_t>(strtoul(optarg, nullptr, 0)); break;
+      case 'p': pidFile = optarg; break;
+      case 'V': print_out_app_version(); exit(-1);
+      case '?': print_out_app_short_usage(argv[0]); exit(0);
+      default: print_out_app_usage_help(stdout, argv[0]); exit(1);
     }
   }
   return pidFile;

@@ -119,12 +119,11 @@ base::Status parseExportOptions(int argc, char** argv, ExportOptions* options) {
       options->discovery = false;
       continue;
     }
-    bool takesValue = option == "--interval" || option == "--prometheus" ||
-                      option == "--mqtt" || option == "--mqtt-user" ||
-                      option == "--mqtt-password-file" || option == "--mqtt-cafile" ||
-                      option == "--topic" || option == "--discovery-prefix" ||
-                      option == "--modbus" || option == "--modbus-unit" ||
-                      option == "--modbus-max-clients";
+    bool takesValue = option == "--interval" || option == "--prometheus" || option == "--mqtt" ||
+                      option == "--mqtt-user" || option == "--mqtt-password-file" ||
+                      option == "--mqtt-cafile" || option == "--topic" ||
+                      option == "--discovery-prefix" || option == "--modbus" ||
+                      option == "--modbus-unit" || option == "--modbus-max-clients";
     if (!takesValue) {
       if (!option.empty() && option.front() == '-') return optionError(option, "unknown option");
       return optionError(option, "unexpected argument");
@@ -167,9 +166,9 @@ base::Status parseExportOptions(int argc, char** argv, ExportOptions* options) {
     }
   }
   if (!options->mqttCaFile.empty() && !portGiven) options->mqttPort = 8883;
-  if (options->mqttHost.empty() && (!options->mqttUser.empty() ||
-                                    !options->mqttPasswordFile.empty() ||
-                                    !options->mqttCaFile.empty() || !options->topic.empty())) {
+  if (options->mqttHost.empty() &&
+      (!options->mqttUser.empty() || !options->mqttPasswordFile.empty() ||
+       !options->mqttCaFile.empty() || !options->topic.empty())) {
     return base::Status::Error("", "MQTT options given without --mqtt HOST[:PORT]");
   }
   if (options->prometheusFile.empty() && options->mqttHost.empty() && options->modbusPort < 0) {

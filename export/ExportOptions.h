@@ -17,7 +17,7 @@
 namespace ldexport {
 
 struct ExportOptions {
-  int intervalMs = 1000;  // 10..3600000
+  int intervalMs = 1000;       // 10..3600000
   std::string prometheusFile;  // empty: no Prometheus file
 
   std::string mqttHost;  // empty: no MQTT

@@ -128,18 +128,18 @@ base::Status MqttOutput::start(const Snapshot& snapshot) {
   if (client_ == nullptr) return base::Status::Error("mqtt", "cannot make a client", errno);
   mosquitto_threaded_set(client_, true);
   mosquitto_int_option(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V311);
-  int code = mosquitto_will_set(client_, availabilityTopic_.c_str(), strlen(kOffline), kOffline,
-                                1, true);
+  int code =
+      mosquitto_will_set(client_, availabilityTopic_.c_str(), strlen(kOffline), kOffline, 1, true);
   if (code != MOSQ_ERR_SUCCESS) return base::Status::Error("mqtt", "will: " + reasonFor(code));
   if (!options_.mqttUser.empty()) {
-    code = mosquitto_username_pw_set(client_, options_.mqttUser.c_str(),
-                                     options_.mqttPasswordFile.empty() ? nullptr
-                                                                       : password_.c_str());
+    code =
+        mosquitto_username_pw_set(client_, options_.mqttUser.c_str(),
+                                  options_.mqttPasswordFile.empty() ? nullptr : password_.c_str());
     if (code != MOSQ_ERR_SUCCESS) return base::Status::Error("mqtt", "user: " + reasonFor(code));
   }
   if (!options_.mqttCaFile.empty()) {
-    code = mosquitto_tls_set(client_, options_.mqttCaFile.c_str(), nullptr, nullptr, nullptr,
-                             nullptr);
+    code =
+        mosquitto_tls_set(client_, options_.mqttCaFile.c_str(), nullptr, nullptr, nullptr, nullptr);
     if (code != MOSQ_ERR_SUCCESS) {
       return base::Status::Error(options_.mqttCaFile, "TLS: " + reasonFor(code));
     }
@@ -307,10 +307,14 @@ void MqttOutput::stop() {
   if (!started_ || client_ == nullptr) return;
   if (running_.load() && connected_.load()) {
     int mid = -1;
-    if (mosquitto_publish(client_, &mid, availabilityTopic_.c_str(), strlen(kOffline), kOffline,
-                          1, true) == MOSQ_ERR_SUCCESS) {
-      waitFor([&] { int sent = sentMid_.load(); return sent >= 0 && atOrAfter(sent, mid); },
-              1000);
+    if (mosquitto_publish(client_, &mid, availabilityTopic_.c_str(), strlen(kOffline), kOffline, 1,
+                          true) == MOSQ_ERR_SUCCESS) {
+      waitFor(
+          [&] {
+            int sent = sentMid_.load();
+            return sent >= 0 && atOrAfter(sent, mid);
+          },
+          1000);
     }
     stopping_ = true;
     mosquitto_disconnect(client_);

@@ -10,8 +10,9 @@ MqttOutput::MqttOutput(const ExportOptions& options, FILE* log)
 MqttOutput::~MqttOutput() = default;
 
 base::Status MqttOutput::prepare() {
-  return base::Status::Error("--mqtt", "this build of livedata_export has no MQTT output "
-                                       "(built without libmosquitto)");
+  return base::Status::Error("--mqtt",
+                             "this build of livedata_export has no MQTT output "
+                             "(built without libmosquitto)");
 }
 
 void MqttOutput::publish(const Snapshot&) {}

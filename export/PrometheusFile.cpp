@@ -18,7 +18,8 @@ PrometheusFile::PrometheusFile(const std::string& path, FILE* log)
 bool PrometheusFile::write(const Snapshot& snapshot) {
   formatPrometheusText(snapshot, &text_);
   if (text_.overflowed()) {
-    if (!failing_) fprintf(log_, "livedata_export: %s: text too long, not written\n", path_.c_str());
+    if (!failing_)
+      fprintf(log_, "livedata_export: %s: text too long, not written\n", path_.c_str());
     failing_ = true;
     return false;
   }

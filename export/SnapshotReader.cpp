@@ -106,12 +106,8 @@ void SnapshotReader::readRow(size_t row, Snapshot* out) {
   double value = 0;
   bool ok = false;
   switch (kReadingTable[row].source) {
-    case Source::kNumber:
-      ok = readNumber(&values_[row], &value);
-      break;
-    case Source::kPowerFactorText:
-      ok = readPowerFactor(&values_[row], &value);
-      break;
+    case Source::kNumber: ok = readNumber(&values_[row], &value); break;
+    case Source::kPowerFactorText: ok = readPowerFactor(&values_[row], &value); break;
   }
   if (!ok) return;
   out->value[row] = value;

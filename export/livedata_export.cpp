@@ -70,9 +70,8 @@ int main(int argc, char** argv) {
 
   ldexport::ReadingLoop loop(options.intervalMs);
   MapStateLog mapState;
-  loop.addOutput([&mapState](const ldexport::Snapshot& snapshot) {
-    mapState.update(snapshot.mapOpen);
-  });
+  loop.addOutput(
+      [&mapState](const ldexport::Snapshot& snapshot) { mapState.update(snapshot.mapOpen); });
   // MQTT first: it only queues the state, while the file waits for its fsync.
   if (mqtt) {
     loop.addOutput([&mqtt](const ldexport::Snapshot& snapshot) { mqtt->publish(snapshot); });
@@ -80,9 +79,8 @@ int main(int argc, char** argv) {
   std::unique_ptr<ldexport::PrometheusFile> prometheus;
   if (!options.prometheusFile.empty()) {
     prometheus = std::make_unique<ldexport::PrometheusFile>(options.prometheusFile, stderr);
-    loop.addOutput([&prometheus](const ldexport::Snapshot& snapshot) {
-      prometheus->write(snapshot);
-    });
+    loop.addOutput(
+        [&prometheus](const ldexport::Snapshot& snapshot) { prometheus->write(snapshot); });
   }
   std::unique_ptr<modbus::ModbusOutput> modbusOutput;
   if (options.modbusPort >= 0) {
@@ -101,9 +99,8 @@ int main(int argc, char** argv) {
     }
     fprintf(stderr, "livedata_export: modbus: serving unit %d on %s:%u\n", options.modbusUnit,
             options.modbusHost.empty() ? "*" : options.modbusHost.c_str(), modbusOutput->port());
-    loop.addOutput([&modbusOutput](const ldexport::Snapshot& snapshot) {
-      modbusOutput->publish(snapshot);
-    });
+    loop.addOutput(
+        [&modbusOutput](const ldexport::Snapshot& snapshot) { modbusOutput->publish(snapshot); });
   }
   fprintf(stderr, "livedata_export: running, every %d ms\n", options.intervalMs);
   int signal = loop.run();

@@ -11,9 +11,9 @@
 #include <memory>
 #include <utility>
 
+#include "base/InputFile.h"
 #include "jsontemplate/TemplatePause.h"
 #include "livedata/Globals.h"
-#include "base/InputFile.h"
 #include "livedata/RuntimeLog.h"
 
 namespace {
@@ -335,8 +335,8 @@ JsonTemplateField JsonTemplate::makeField(const std::string& text, size_t start,
   if (traceEnabled()) traceAttributes(values);
   const FieldKeys keys = resolveFieldKeys(values, previous == nullptr);
   JsonTemplateField field(values[Fmt::kName].c_str(), static_cast<unsigned int>(position),
-                          static_cast<unsigned int>(length), keys.index, keys.type,
-                          keys.validIndex, keys.validType, std::move(format), this);
+                          static_cast<unsigned int>(length), keys.index, keys.type, keys.validIndex,
+                          keys.validType, std::move(format), this);
   field.setDebugMask(debugMask_);
   field.setTextBefore(text.substr(start, position - start));
   compareWithPrevious(field, previous);
@@ -345,8 +345,7 @@ JsonTemplateField JsonTemplate::makeField(const std::string& text, size_t start,
 
 int JsonTemplate::jsonTok(const std::string& text, std::vector<JsonTemplateField>& fields) {
   const JsonTemplateField* previous = fields.empty() ? nullptr : &fields.back();
-  const size_t start =
-      previous == nullptr ? 0 : previous->getTemplateDataPositionAfterThisField();
+  const size_t start = previous == nullptr ? 0 : previous->getTemplateDataPositionAfterThisField();
   const bool trace = traceEnabled();
   if (trace) tracePosition(" : searching from position ", start, text, "... ");
 
@@ -454,7 +453,8 @@ int JsonTemplate::_processJsonTemplate(DM_SYS_DATA_BLOK_USER* handle, std::strin
 }
 
 void JsonTemplate::processFixedWidthFirstPass(std::string& out, long long pauseUs) {
-  if (traceEnabled()) std::cout << templateName_ << " : fixed width fields, first pass" << std::endl;
+  if (traceEnabled())
+    std::cout << templateName_ << " : fixed width fields, first pass" << std::endl;
   writeAllFields(out, pauseUs, true);
 }
 
@@ -528,16 +528,15 @@ std::string JsonTemplate::fieldValueText(JsonTemplateField& field) {
 
   if (!fieldIsValid(field)) {
     const std::string& own = field.format()->text(Fmt::kIsValidInvalidText);
-    const std::string& invalid =
-        !own.empty() ? own : defaultFormat_.text(Fmt::kIsValidInvalidText);
+    const std::string& invalid = !own.empty() ? own : defaultFormat_.text(Fmt::kIsValidInvalidText);
     return field.formatValue(invalid.c_str());
   }
   if (field.hasReader()) return field.readValue();
 
   writeError(templateName_ + " : Unknown data type (" + std::to_string(field.dmType()) +
              ") for key \"" + name + "\"\n\n");
-  runtime_log("%s : Unknown data type (%d) for key \"%s\"\n", templateName_.c_str(),
-              field.dmType(), name.c_str());
+  runtime_log("%s : Unknown data type (%d) for key \"%s\"\n", templateName_.c_str(), field.dmType(),
+              name.c_str());
   return std::string();
 }
 

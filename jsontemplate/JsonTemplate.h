@@ -110,9 +110,8 @@ class JsonTemplate {
   bool parseAttributes(const std::string& text, size_t& p, std::string* values, bool trace);
   FieldKeys resolveFieldKeys(const Attributes& values, bool first);
   // The field of the marker at position (length bytes, literal text from start).
-  JsonTemplateField makeField(const std::string& text, size_t start, size_t position,
-                              size_t length, const Attributes& values,
-                              const JsonTemplateField* previous);
+  JsonTemplateField makeField(const std::string& text, size_t start, size_t position, size_t length,
+                              const Attributes& values, const JsonTemplateField* previous);
   void tracePosition(const char* what, size_t position, const std::string& text,
                      const char* after) const;
   void traceAttributes(const Attributes& values) const;

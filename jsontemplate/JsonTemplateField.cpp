@@ -212,7 +212,8 @@ void JsonTemplateField::setStringStreamFormat(std::stringstream& ss) {
   if (!fill.empty()) ss.fill(fill[0]);
 
   const std::string& ownAdjust = ownText(Fmt::kAdjustfield);
-  const std::string& adjust = !ownAdjust.empty() ? ownAdjust : defaultFormat_->text(Fmt::kAdjustfield);
+  const std::string& adjust =
+      !ownAdjust.empty() ? ownAdjust : defaultFormat_->text(Fmt::kAdjustfield);
   if (adjust.empty()) {
     templateYield();
     return;
@@ -236,8 +237,8 @@ std::string JsonTemplateField::setDefaultFormat() {
   setStringStreamFormat(*sharedSS_);
 
   if (traceEnabled()) {
-    static const char* const kPrefixes[] = {", scale=", ", float=", ", precision=", ", width=",
-                                            ", fill="};
+    static const char* const kPrefixes[] = {
+        ", scale=", ", float=", ", precision=", ", width=", ", fill="};
     std::string line;
     for (int i = 0; i < 5; ++i) {
       const std::string& value = defaultFormat_->text(kCopied[i]);
@@ -269,9 +270,10 @@ void JsonTemplateField::setCachedSS(const std::stringstream* src) {
 std::string JsonTemplateField::formatFloatingCached(double value) {
   const std::ios::fmtflags flags = cachedSS_->flags();
   const std::ios::fmtflags floatfield = flags & std::ios::floatfield;
-  const std::chars_format format = floatfield == std::ios::fixed        ? std::chars_format::fixed
-                                   : floatfield == std::ios::scientific ? std::chars_format::scientific
-                                                                        : std::chars_format::general;
+  const std::chars_format format = floatfield == std::ios::fixed ? std::chars_format::fixed
+                                   : floatfield == std::ios::scientific
+                                       ? std::chars_format::scientific
+                                       : std::chars_format::general;
   // The stream uses precision 6 when its precision is negative. to_chars with a
   // precision writes what printf's %.*f, %.*e and %.*g write in the C locale.
   const std::streamsize precision = cachedSS_->precision();
@@ -451,12 +453,22 @@ std::string JsonTemplateField::formatInternalVariable() {
       case 5: text = formatValue(*static_cast<const long long*>(p)); break;
       case 6: text = formatValue(*static_cast<const unsigned long long*>(p)); break;
       case 7: text = formatValue(*static_cast<const ZUL_TIMESTAMP_8B_STRUCT*>(p)); break;
-      case 8: case 9: case 10: case 11: case 12: case 13: case 14: case 15: case 16:
-      case 18: case 21: case 22:
-        text = formatValue(*static_cast<const double*>(p));
-        break;
+      case 8:
+      case 9:
+      case 10:
+      case 11:
+      case 12:
+      case 13:
+      case 14:
+      case 15:
+      case 16:
+      case 18:
+      case 21:
+      case 22: text = formatValue(*static_cast<const double*>(p)); break;
       case 17: text = formatValue(*static_cast<const float*>(p)); break;
-      case 19: case 20: case 25: text = formatValue(static_cast<const char*>(p)); break;
+      case 19:
+      case 20:
+      case 25: text = formatValue(static_cast<const char*>(p)); break;
       case 23: text = formatValue(*static_cast<const ZUL_TIMESTAMP_12B_STRUCT*>(p)); break;
       case 24: text = formatValue(*static_cast<const bool*>(p)); break;
       default: break;
@@ -501,18 +513,17 @@ void JsonTemplateField::traceRawValue(const T& value) const {
   std::cout << std::endl;
 }
 
-#define JSONTEMPLATE_SCALAR_READER(reader, type, call, label)                                 \
-  std::string JsonTemplateField::reader(JsonTemplateField* field) {                          \
-    type value{};                                                                            \
-    unsigned int scratch = 0;                                                                \
-    int code = call(field->dm_, static_cast<unsigned int>(field->dmIndex_), &value, 0,       \
-                    &scratch);                                                               \
-    if (code < 0) {                                                                          \
-      field->reportReadError(label, code);                                                   \
-      return std::string();                                                                  \
-    }                                                                                        \
-    field->traceRawValue(value);                                                             \
-    return field->formatValue(value);                                                        \
+#define JSONTEMPLATE_SCALAR_READER(reader, type, call, label)                                     \
+  std::string JsonTemplateField::reader(JsonTemplateField* field) {                               \
+    type value{};                                                                                 \
+    unsigned int scratch = 0;                                                                     \
+    int code = call(field->dm_, static_cast<unsigned int>(field->dmIndex_), &value, 0, &scratch); \
+    if (code < 0) {                                                                               \
+      field->reportReadError(label, code);                                                        \
+      return std::string();                                                                       \
+    }                                                                                             \
+    field->traceRawValue(value);                                                                  \
+    return field->formatValue(value);                                                             \
   }
 
 JSONTEMPLATE_SCALAR_READER(getData_sint16, short, dm_read_sint16, "dm_read_sint16")
@@ -536,20 +547,20 @@ JSONTEMPLATE_SCALAR_READER(getData_ZUL_TIMESTAMP_12B, ZUL_TIMESTAMP_12B_STRUCT,
 // Strings: the buffer is zeroed first, so a shorter value arrives terminated,
 // and the text is cut at the reader's size (16, 32 or 64 bytes). The buffer has
 // room for the longest datamap text plus a terminator whatever the key's size.
-#define JSONTEMPLATE_STRING_READER(reader, size, label)                                      \
-  std::string JsonTemplateField::reader(JsonTemplateField* field) {                          \
-    char value[64 + 1];                                                                      \
-    memset(value, 0, sizeof value);                                                          \
-    unsigned int scratch = 0;                                                                \
-    int code = dm_read_STRING(field->dm_, static_cast<unsigned int>(field->dmIndex_), value, \
-                              0, &scratch);                                                  \
-    if (code < 0) {                                                                          \
-      field->reportReadError(label, code);                                                   \
-      return std::string();                                                                  \
-    }                                                                                        \
-    value[size] = '\0';                                                                      \
-    field->traceRawValue(static_cast<const char*>(value));                                   \
-    return field->formatValue(static_cast<const char*>(value));                              \
+#define JSONTEMPLATE_STRING_READER(reader, size, label)                                         \
+  std::string JsonTemplateField::reader(JsonTemplateField* field) {                             \
+    char value[64 + 1];                                                                         \
+    memset(value, 0, sizeof value);                                                             \
+    unsigned int scratch = 0;                                                                   \
+    int code = dm_read_STRING(field->dm_, static_cast<unsigned int>(field->dmIndex_), value, 0, \
+                              &scratch);                                                        \
+    if (code < 0) {                                                                             \
+      field->reportReadError(label, code);                                                      \
+      return std::string();                                                                     \
+    }                                                                                           \
+    value[size] = '\0';                                                                         \
+    field->traceRawValue(static_cast<const char*>(value));                                      \
+    return field->formatValue(static_cast<const char*>(value));                                 \
   }
 
 JSONTEMPLATE_STRING_READER(getData_STRING_16BYTES, 16, "dm_read_STRING (16 bytes)")

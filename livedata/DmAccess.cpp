@@ -15,8 +15,7 @@ int resolve_dm_key_as(const char* key, const char* reportedKey, unsigned int* in
   unsigned int type = 0;
   int status = dm_get_info(&dm, key, index, &size, &type);
   if (status < 0) {
-    fprintf(stderr, "dm_get_info error on key \"%s\" with error code= %d\n", reportedKey,
-            status);
+    fprintf(stderr, "dm_get_info error on key \"%s\" with error code= %d\n", reportedKey, status);
   }
   return status;
 }
@@ -42,11 +41,10 @@ int map_sys_block(int number, const char* name, const unsigned char** block, siz
   return status;
 }
 
-
-#define DM_READ_RECORD(RecordType, Call)                     \
-  int dm_read(RecordType& key) {                              \
-    unsigned int scratch = 0;                                 \
-    return Call(&dm, key.index, &key.value, 0, &scratch);     \
+#define DM_READ_RECORD(RecordType, Call)                  \
+  int dm_read(RecordType& key) {                          \
+    unsigned int scratch = 0;                             \
+    return Call(&dm, key.index, &key.value, 0, &scratch); \
   }
 
 DM_READ_RECORD(DmKey<double>, dm_read_flt64)

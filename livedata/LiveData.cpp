@@ -77,7 +77,8 @@ int LiveData::checkLastUpdateTime(int ms) {
     return 1;  // the clock was set back
   }
   struct timespec due = lastUpdateTime_;
-  long long nanoseconds = static_cast<long long>(due.tv_nsec) + static_cast<long long>(ms) * 1000000LL;
+  long long nanoseconds =
+      static_cast<long long>(due.tv_nsec) + static_cast<long long>(ms) * 1000000LL;
   due.tv_sec += static_cast<time_t>(nanoseconds / 1000000000LL);
   due.tv_nsec = static_cast<long>(nanoseconds % 1000000000LL);
   if (due.tv_nsec < 0) {

@@ -193,11 +193,16 @@ const char* TextFormatter::parseDirective(const char* text, Directive* directive
     return text + 3;
   }
   for (;; ++text) {
-    if (*text == '-') directive->left = true;
-    else if (*text == '+') directive->plus = true;
-    else if (*text == ' ') directive->space = true;
-    else if (*text == '0') directive->zero = true;
-    else break;
+    if (*text == '-')
+      directive->left = true;
+    else if (*text == '+')
+      directive->plus = true;
+    else if (*text == ' ')
+      directive->space = true;
+    else if (*text == '0')
+      directive->zero = true;
+    else
+      break;
   }
   text = parseNumber(text, kMaxWidth, &directive->width);
   if (text == nullptr) return nullptr;
@@ -217,14 +222,20 @@ bool TextFormatter::appendConversion(Output& out, const Directive& directive, Ar
   switch (directive.conversion) {
     case 'd':
     case 'i':
-      if (directive.longs == 0) appendSigned(out, directive, va_arg(args.list, int));
-      else if (directive.longs == 1) appendSigned(out, directive, va_arg(args.list, long));
-      else appendSigned(out, directive, va_arg(args.list, long long));
+      if (directive.longs == 0)
+        appendSigned(out, directive, va_arg(args.list, int));
+      else if (directive.longs == 1)
+        appendSigned(out, directive, va_arg(args.list, long));
+      else
+        appendSigned(out, directive, va_arg(args.list, long long));
       return true;
     case 'u':
-      if (directive.longs == 0) appendUnsigned(out, directive, va_arg(args.list, unsigned int));
-      else if (directive.longs == 1) appendUnsigned(out, directive, va_arg(args.list, unsigned long));
-      else appendUnsigned(out, directive, va_arg(args.list, unsigned long long));
+      if (directive.longs == 0)
+        appendUnsigned(out, directive, va_arg(args.list, unsigned int));
+      else if (directive.longs == 1)
+        appendUnsigned(out, directive, va_arg(args.list, unsigned long));
+      else
+        appendUnsigned(out, directive, va_arg(args.list, unsigned long long));
       return true;
     case 'f':
       if (directive.longs > 1 || directive.precision > kMaxDoublePrecision) return false;
@@ -239,15 +250,14 @@ bool TextFormatter::appendConversion(Output& out, const Directive& directive, Ar
     }
     case '%': {
       // Only the plain "%%"; glibc's handling of "%5%" and the like is its own.
-      if (directive.left || directive.plus || directive.space || directive.zero || directive.width != 0 ||
-          directive.precision >= 0 || directive.longs != 0) {
+      if (directive.left || directive.plus || directive.space || directive.zero ||
+          directive.width != 0 || directive.precision >= 0 || directive.longs != 0) {
         return false;
       }
       out.put('%');
       return true;
     }
-    default:
-      return false;
+    default: return false;
   }
 }
 
@@ -262,7 +272,8 @@ void TextFormatter::appendSigned(Output& out, const Directive& directive, long l
 }
 
 // '+' and ' ' have no effect on unsigned conversions.
-void TextFormatter::appendUnsigned(Output& out, const Directive& directive, unsigned long long value) {
+void TextFormatter::appendUnsigned(Output& out, const Directive& directive,
+                                   unsigned long long value) {
   appendDigits(out, directive, 0, value);
 }
 
@@ -292,12 +303,13 @@ void TextFormatter::appendDouble(Output& out, const Directive& directive, double
   }
   char text[kDoubleTextSize];
   const int precision = directive.precision < 0 ? 6 : directive.precision;
-  char* first = precision <= 3 ? writeFixedExactly(text + sizeof text, fabs(value), precision)
-                                : nullptr;
+  char* first =
+      precision <= 3 ? writeFixedExactly(text + sizeof text, fabs(value), precision) : nullptr;
   char* end = text + sizeof text;
   if (first == nullptr) {
     first = text;
-    end = std::to_chars(text, text + sizeof text, fabs(value), std::chars_format::fixed, precision).ptr;
+    end = std::to_chars(text, text + sizeof text, fabs(value), std::chars_format::fixed, precision)
+              .ptr;
   }
   appendField(out, directive, sign, 0, first, static_cast<size_t>(end - first), true);
 }
@@ -308,8 +320,9 @@ void TextFormatter::appendText(Output& out, const Directive& directive, const ch
     out.putText(text);
     return;
   }
-  const size_t length = directive.precision < 0 ? strlen(text)
-                                           : strnlen(text, static_cast<size_t>(directive.precision));
+  const size_t length = directive.precision < 0
+                            ? strlen(text)
+                            : strnlen(text, static_cast<size_t>(directive.precision));
   appendField(out, directive, 0, 0, text, length, false);
 }
 

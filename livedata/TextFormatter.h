@@ -40,7 +40,8 @@ class TextFormatter {
   static bool appendConversion(Output& out, const Directive& directive, Arguments& args);
   static void appendSigned(Output& out, const Directive& directive, long long value);
   static void appendUnsigned(Output& out, const Directive& directive, unsigned long long value);
-  static void appendDigits(Output& out, const Directive& directive, char sign, unsigned long long value);
+  static void appendDigits(Output& out, const Directive& directive, char sign,
+                           unsigned long long value);
   static void appendDouble(Output& out, const Directive& directive, double value);
   static void appendText(Output& out, const Directive& directive, const char* text);
   static void appendField(Output& out, const Directive& directive, char sign, size_t zeros,

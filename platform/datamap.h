@@ -83,8 +83,8 @@ int dm_open_map(DM_SYS_DATA_BLOK_USER* dm);
 int dm_close_map(DM_SYS_DATA_BLOK_USER* dm);
 
 // Resolves a key. size receives the value's storage size in bytes, type its type code.
-int dm_get_info(DM_SYS_DATA_BLOK_USER* dm, const char* key, unsigned int* index,
-                unsigned int* size, unsigned int* type);
+int dm_get_info(DM_SYS_DATA_BLOK_USER* dm, const char* key, unsigned int* index, unsigned int* size,
+                unsigned int* type);
 
 // Maps system data block 1 or 2 into the process. block receives the start of the
 // block; size its length in bytes; flags is reserved (set to 0).

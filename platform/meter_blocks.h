@@ -14,20 +14,20 @@
 namespace meter_blocks {
 
 // Block numbers.
-constexpr int kTextBlock = 1;        // "shared_meter_data1"
-constexpr int kReadingsBlock = 2;    // "shared_meter_readings"
+constexpr int kTextBlock = 1;      // "shared_meter_data1"
+constexpr int kReadingsBlock = 2;  // "shared_meter_readings"
 constexpr int kLimitTableBlock = 18;
 constexpr int kLimitNameBlock = 19;
 
 // Block 1: text fields.
 constexpr size_t kTextFieldSize = 20;
-constexpr size_t kEnergyTexts = 29596;          // 5 fields: VARh Q34, VARh Q12, Wh Rec, Wh Del, VAh
-constexpr size_t kUncompensatedTexts = 29836;   // the same 5, uncompensated
-constexpr size_t kV2tI2tTexts = 29936;          // V2t C, B, A, then I2t C, B, A
-constexpr size_t kQuadrantTexts = 30056;        // Wh Q1-Q4, VARh Q1-Q4, VAh Q1-Q4
-constexpr size_t kQhrTexts = 30296;             // Qh Neg, Qh Pos
-constexpr size_t kAccumulatorTexts = 32800;     // accumulator 8 up to accumulator 1
-constexpr size_t kAggregatorTexts = 33136;      // aggregator 4 up to aggregator 1
+constexpr size_t kEnergyTexts = 29596;         // 5 fields: VARh Q34, VARh Q12, Wh Rec, Wh Del, VAh
+constexpr size_t kUncompensatedTexts = 29836;  // the same 5, uncompensated
+constexpr size_t kV2tI2tTexts = 29936;         // V2t C, B, A, then I2t C, B, A
+constexpr size_t kQuadrantTexts = 30056;       // Wh Q1-Q4, VARh Q1-Q4, VAh Q1-Q4
+constexpr size_t kQhrTexts = 30296;            // Qh Neg, Qh Pos
+constexpr size_t kAccumulatorTexts = 32800;    // accumulator 8 up to accumulator 1
+constexpr size_t kAggregatorTexts = 33136;     // aggregator 4 up to aggregator 1
 
 // The text field `index` fields above `first`.
 constexpr size_t textField(size_t first, int index) {

@@ -8,8 +8,8 @@
 #include <sys/mman.h>
 #include <unistd.h>
 
-#include "livedata/DocumentFile.h"
 #include "base/InputFile.h"
+#include "livedata/DocumentFile.h"
 
 #include "platform/common_api.h"
 #include "platform/datamap.h"
@@ -125,17 +125,15 @@ void ProfileLabel::writeDocument(DocumentFile& out, const unsigned char* setting
   }
   writeLabelList(out, "accumulators_label", settings, kAccumulatorFirst, kLabelSize,
                  kAccumulatorCount, "],\n");
-  writeLabelList(out, "aggregators_label", settings, kAggregatorFirst, kLabelSize,
-                 kAggregatorCount, "],\n");
-  writeLabelList(out, "digital_input_name_label", settings,
-                 kDigitalInputFirst + kDigitalInputName, kDigitalInputStride,
-                 kDigitalInputCount, "],\n");
-  writeLabelList(out, "digital_input_open_label", settings,
-                 kDigitalInputFirst + kDigitalInputOpen, kDigitalInputStride,
-                 kDigitalInputCount, "],\n");
+  writeLabelList(out, "aggregators_label", settings, kAggregatorFirst, kLabelSize, kAggregatorCount,
+                 "],\n");
+  writeLabelList(out, "digital_input_name_label", settings, kDigitalInputFirst + kDigitalInputName,
+                 kDigitalInputStride, kDigitalInputCount, "],\n");
+  writeLabelList(out, "digital_input_open_label", settings, kDigitalInputFirst + kDigitalInputOpen,
+                 kDigitalInputStride, kDigitalInputCount, "],\n");
   writeLabelList(out, "digital_input_shorted_label", settings,
-                 kDigitalInputFirst + kDigitalInputShorted, kDigitalInputStride,
-                 kDigitalInputCount, "],\n");
+                 kDigitalInputFirst + kDigitalInputShorted, kDigitalInputStride, kDigitalInputCount,
+                 "],\n");
   if (!print_profile_label_initialized) print_profile_label_initialization();
   writeLimitLabels(out);
   out.append("}\n");
@@ -143,8 +141,8 @@ void ProfileLabel::writeDocument(DocumentFile& out, const unsigned char* setting
 
 // "NAME":["l0","l1",...,"ln"END with each 16-byte label cleaned and escaped.
 void ProfileLabel::writeLabelList(DocumentFile& out, const char* name,
-                                  const unsigned char* settings, size_t firstOffset,
-                                  size_t stride, int count, const char* end) {
+                                  const unsigned char* settings, size_t firstOffset, size_t stride,
+                                  int count, const char* end) {
   out.append("\"");
   out.append(name);
   out.append("\":[");
@@ -207,8 +205,8 @@ int ProfileLabel::print_profile_label_initialization() {
   unsigned int flags = 0;
   void* pq_status_user_data_ptr = nullptr;
   void* names = nullptr;
-  status = dm_get_user_data_handle(&handle, kPqStatusBlock, &size, &pq_status_user_data_ptr,
-                                   &flags);
+  status =
+      dm_get_user_data_handle(&handle, kPqStatusBlock, &size, &pq_status_user_data_ptr, &flags);
   if (status >= 0) {
     status = dm_get_user_data_handle(&handle, kLimitNameBlock, &size, &names, &flags);
   }
@@ -235,8 +233,7 @@ void ProfileLabel::fillLimitTable(const unsigned char* pqStatusBlock, unsigned c
     if (id != kNoLogItem && !(id == 0 && subId == 0)) {
       LOG_ITEM_INFO info;
       if (getLogItemInfo_map(id, subId, &info) >= 0) {
-        memcpy(names + LOG_ITEM_NAME_SIZE * static_cast<size_t>(i), info.name,
-               LOG_ITEM_NAME_SIZE);
+        memcpy(names + LOG_ITEM_NAME_SIZE * static_cast<size_t>(i), info.name, LOG_ITEM_NAME_SIZE);
       }
     }
     if (enabled & (0x80000000u >> i)) {

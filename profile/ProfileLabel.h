@@ -16,8 +16,8 @@
 
 #include <string>
 
-#include "livedata/DocumentFile.h"
 #include "base/Status.h"
+#include "livedata/DocumentFile.h"
 #include "platform/logexporter.h"
 #include "platform/settings_file.h"
 

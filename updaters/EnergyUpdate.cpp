@@ -80,7 +80,7 @@ constexpr size_t T(int i) { return meter_blocks::textField(meter_blocks::kV2tI2t
 constexpr size_t H(int i) { return meter_blocks::textField(meter_blocks::kQhrTexts, i); }
 constexpr size_t A(int i) { return meter_blocks::textField(meter_blocks::kAccumulatorTexts, i); }
 constexpr size_t G(int i) { return meter_blocks::textField(meter_blocks::kAggregatorTexts, i); }
-const size_t kQuadrantTexts[17] = {Q(10), E(1), Q(11), Q(6), Q(7), Q(2),  Q(3), E(2), E(4),
+const size_t kQuadrantTexts[17] = {Q(10), E(1), Q(11), Q(6), Q(7), Q(2), Q(3), E(2), E(4),
                                    E(3),  Q(1), Q(0),  Q(5), Q(4), Q(9), E(0), Q(8)};
 const size_t kIv2tTexts[6] = {T(5), T(2), T(4), T(1), T(3), T(0)};
 const size_t kEnergyTexts[5] = {E(3), E(2), E(1), E(0), E(4)};
@@ -150,10 +150,12 @@ void EnergyUpdate::addPeakKeys(Peak& peak, const char* bound) {
                 bound));
   k.add(peak.valid, k.keepf("%s.valid.demand.current.watt.total", bound),
         k.keepf("dm_read_flt64 error on \"%s.valid.demand.current.watt.total\" key with error "
-                "code= ", bound));
+                "code= ",
+                bound));
   k.add(peak.time, k.keepf("%s.timestamp.demand.current.watt.total", bound),
         k.keepf("dm_read_flt64 error on \"%s.timestamp.demand.current.watt.total\" with error "
-                "code= ", bound));
+                "code= ",
+                bound));
 }
 
 int EnergyUpdate::initDmIndex() {

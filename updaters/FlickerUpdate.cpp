@@ -21,8 +21,7 @@ const char* const kValidKeys[2] = {"reading.valid.pst", "reading.valid.plt"};
 const char* const kValidMessages[2] = {
     "dm_read_flt64 error on pst_valid_dm_index key with error code= ",
     "dm_read_flt64 error on plt_valid_dm_index key with error code= "};
-const char* const kTimeKeys[2] = {"reading.flicker.timestamp.pst",
-                                  "reading.flicker.timestamp.plt"};
+const char* const kTimeKeys[2] = {"reading.flicker.timestamp.pst", "reading.flicker.timestamp.plt"};
 // Both time reads report the same (misspelt) key; the firmware's text.
 const char kSeverityTimeMessage[] =
     "dm_read_zul_timestamp_b8 error on key \"rreading.1sec.time\" with error code= ";
@@ -105,8 +104,9 @@ void FlickerUpdate::addExtremeKeys(int kind, int phase, Extreme& extreme, const 
   k.addRead(extreme.valid,
             k.keepf("dm_read_flt64 error on %s%s%c_valid_dm_index key with error code= ", name,
                     bound, letter));
-  k.addRead(extreme.value, k.keepf("dm_read_flt32 error on %s%s%c_dm_index key with error code= ",
-                                   name, bound, letter));
+  k.addRead(
+      extreme.value,
+      k.keepf("dm_read_flt32 error on %s%s%c_dm_index key with error code= ", name, bound, letter));
   k.addRead(extreme.time,
             k.keepf("dm_read_zul_timestamp_b8 error on %s%s%c_time_dm_index key with error code= ",
                     name, bound, letter));
@@ -123,8 +123,8 @@ int FlickerUpdate::getData() {
 void FlickerUpdate::writeSeverities(const char* name, const Severity* severities,
                                     const char* time) {
   document().printf("\"%s\":[\"%.3f\",\"%s\",\"%.3f\",\"%s\",\"%.3f\",\"%s\",", name,
-                   severities[0].value.value, time, severities[1].value.value, time,
-                   severities[2].value.value, time);
+                    severities[0].value.value, time, severities[1].value.value, time,
+                    severities[2].value.value, time);
   const Extreme* const extremes[6] = {&severities[0].max, &severities[1].max, &severities[2].max,
                                       &severities[0].min, &severities[1].min, &severities[2].min};
   for (int e = 0; e < 6; ++e) {

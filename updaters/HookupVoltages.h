@@ -39,8 +39,8 @@ class HookupVoltages {
   // Reads the three voltages of the set the hookup picks; a failed read prints
   // its message with the status and keeps the old value.
   void read() {
-    const Set set = hookup_is_wye(hookup.load(std::memory_order_relaxed)) ? kPhaseToNeutral
-                                                                            : kPhaseToPhase;
+    const Set set =
+        hookup_is_wye(hookup.load(std::memory_order_relaxed)) ? kPhaseToNeutral : kPhaseToPhase;
     for (int p = 0; p < 3; ++p) {
       value_[p].index = index_[set][p];
       read_dm_key(value_[p], messages_[set][p]);

@@ -71,8 +71,8 @@ void PhaseKeys::addReads(DmKeyTable& table, Phase* phases, bool withPowers) {
   }
 }
 
-void PhaseKeys::addFrequencyAndPhases(DmKeyTable& table, DmKey<double>& frequency,
-                                      Phase* phases, bool withPowers) {
+void PhaseKeys::addFrequencyAndPhases(DmKeyTable& table, DmKey<double>& frequency, Phase* phases,
+                                      bool withPowers) {
   table.addKeyed(frequency, "reading.1sec.freq",
                  "dm_read_flt64 error on key \"%s\" with error code= ");
   addLookups(table, phases, withPowers);

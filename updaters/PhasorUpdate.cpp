@@ -33,11 +33,10 @@ void PhasorUpdate::writeMagnitudes(const char* name, DmKey<double> Phase::*volta
   const UnitSelection::Unit& a = units.amps();
   document().printf(
       "\"%s\":[\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",", name,
-               (phase_[0].*voltage).value / v.divisor, v.suffix,
-               (phase_[1].*voltage).value / v.divisor, v.suffix,
-               (phase_[2].*voltage).value / v.divisor, v.suffix,
-               phase_[0].current.value / a.divisor, a.suffix, phase_[1].current.value / a.divisor,
-               a.suffix, phase_[2].current.value / a.divisor, a.suffix);
+      (phase_[0].*voltage).value / v.divisor, v.suffix, (phase_[1].*voltage).value / v.divisor,
+      v.suffix, (phase_[2].*voltage).value / v.divisor, v.suffix,
+      phase_[0].current.value / a.divisor, a.suffix, phase_[1].current.value / a.divisor, a.suffix,
+      phase_[2].current.value / a.divisor, a.suffix);
 }
 
 // Watts a, b, c then VAs a, b, c in the power unit.
@@ -45,8 +44,9 @@ void PhasorUpdate::writePowers(const UnitSelection::Unit& unit) {
   const double d = unit.divisor;
   const char* s = unit.suffix;
   document().printf("\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",\"%.3f%s\",",
-               phase_[0].watt.value / d, s, phase_[1].watt.value / d, s, phase_[2].watt.value / d,
-               s, phase_[0].va.value / d, s, phase_[1].va.value / d, s, phase_[2].va.value / d, s);
+                    phase_[0].watt.value / d, s, phase_[1].watt.value / d, s,
+                    phase_[2].watt.value / d, s, phase_[0].va.value / d, s, phase_[1].va.value / d,
+                    s, phase_[2].va.value / d, s);
 }
 
 // Normalises the three voltage and the three current angles (stored back), then
@@ -94,9 +94,9 @@ void PhasorUpdate::writeAuxiliary() {
   const UnitSelection::Unit v = UnitSelection::voltsFor(ptAuxRatio_.value);
   const UnitSelection::Unit a = UnitSelection::ampsFor(ctAuxRatio_.value);
   document().printf("\"vauxblock\":[\"%.3f%s\",\"%.3f Deg\"],\n", vaux_.value / v.divisor, v.suffix,
-               vauxAngle_.value);
+                    vauxAngle_.value);
   document().printf("\"iauxblock\":[\"%.3f%s\",\"%.3f Deg\"],\n", iaux_.value / a.divisor, a.suffix,
-               iauxAngle_.value);
+                    iauxAngle_.value);
 }
 
 void PhasorUpdate::writeBody(DocumentFile& out) {

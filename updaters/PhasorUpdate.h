@@ -27,8 +27,7 @@ class PhasorUpdate : public DocumentUpdater {
   using Phase = PhaseKeys::Phase;
 
   void writeBody(DocumentFile& out) override;
-  void writeMagnitudes(const char* name, DmKey<double> Phase::*voltage,
-                       const UnitSelection& units);
+  void writeMagnitudes(const char* name, DmKey<double> Phase::*voltage, const UnitSelection& units);
   void writePowers(const UnitSelection::Unit& unit);
   void writeAngles(DmKey<double> Phase::*voltageAngle);
   void adjustForHookup(uint32_t wiring);

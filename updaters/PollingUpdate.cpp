@@ -32,12 +32,12 @@ const FamilyInfo kFamily[kFamilies] = {
 
 // Channel names in keys and in messages (the auxiliary current is "x" in keys,
 // "aux" in messages).
-const char* const kChannelKey[24] = {"an", "bn", "cn", "ab", "bc", "ca",    "aux", "a",
-                                     "b",  "c",  "n",  "x",  "a",  "b",     "c",   "total",
-                                     "a",  "b",  "c",  "total", "a", "b", "c", "total"};
-const char* const kChannelMessage[24] = {"an", "bn", "cn", "ab", "bc", "ca",    "aux", "a",
-                                         "b",  "c",  "n",  "aux", "a", "b",     "c",   "total",
-                                         "a",  "b",  "c",  "total", "a", "b", "c", "total"};
+const char* const kChannelKey[24] = {"an", "bn", "cn", "ab",    "bc", "ca", "aux", "a",
+                                     "b",  "c",  "n",  "x",     "a",  "b",  "c",   "total",
+                                     "a",  "b",  "c",  "total", "a",  "b",  "c",   "total"};
+const char* const kChannelMessage[24] = {"an", "bn", "cn", "ab",    "bc", "ca", "aux", "a",
+                                         "b",  "c",  "n",  "aux",   "a",  "b",  "c",   "total",
+                                         "a",  "b",  "c",  "total", "a",  "b",  "c",   "total"};
 
 // Peak kinds: key prefixes, and message names for 2-peak and 4-peak families.
 const char* const kPeakKey[4] = {"posmax", "posmin", "negmax", "negmin"};
@@ -282,9 +282,9 @@ void PollingUpdate::writeEnumerations() {
   const unsigned short wiring = hookup_.value;
   document().append(wiring < 5 ? kHookupLine[wiring] : kHookupLine[0]);
   document().append(frequencyType_.value != 0 ? "\"nominalFrequency\":\"60 Hz\",\n"
-                                             : "\"nominalFrequency\":\"50 Hz\",\n");
+                                              : "\"nominalFrequency\":\"50 Hz\",\n");
   document().append(phaseSequence_.value == 0 ? "\"phaseSequence\":\"ABC\",\n"
-                                             : "\"phaseSequence\":\"CBA\",\n");
+                                              : "\"phaseSequence\":\"CBA\",\n");
 }
 
 void* PollingUpdate::led_process_thread(void* self) {
@@ -303,8 +303,8 @@ int PollingUpdate::led_thread() {
   for (;;) {
     unsigned short value = samples_[slot].load(std::memory_order_relaxed);
     unsigned int scratch = 0;
-    int status = dm_read_uint16(&dm, diginIndex_.load(std::memory_order_relaxed), &value, 0,
-                                &scratch);
+    int status =
+        dm_read_uint16(&dm, diginIndex_.load(std::memory_order_relaxed), &value, 0, &scratch);
     if (status < 0) {
       fprintf(stderr, "dm_read_uint16 error on key \"reading.digin.flag\" with error code=%d\n",
               status);

@@ -18,8 +18,7 @@ const char* const kSequenceKeys[2][3][2] = {
 };
 const char kSequenceMessage[] = "dm_read_flt64 error on %s with error code= ";
 
-const char* const kSequenceNames[3] = {"zero_sequence", "positive_sequence",
-                                       "negative_sequence"};
+const char* const kSequenceNames[3] = {"zero_sequence", "positive_sequence", "negative_sequence"};
 
 }  // namespace
 
@@ -49,7 +48,8 @@ SymmUpdate::~SymmUpdate() { stop(); }
 void SymmUpdate::writeSequences(const char* quantity, Sequence* sequences,
                                 const UnitSelection::Unit& unit) {
   static const double kTurns[3][2] = {{0.0, 0.0}, {120.0, 240.0}, {240.0, 120.0}};
-  for (int s = 0; s < 3; ++s) sequences[s].angle.value = PhaseAngles::normalised(sequences[s].angle.value);
+  for (int s = 0; s < 3; ++s)
+    sequences[s].angle.value = PhaseAngles::normalised(sequences[s].angle.value);
   for (int s = 0; s < 3; ++s) {
     const double magnitude = sequences[s].magnitude.value / unit.divisor;
     const double angle = sequences[s].angle.value;

@@ -12,8 +12,7 @@ namespace {
 using meter_blocks::kHarmonicArrayLength;
 
 // Voltage channels A, B, C then current channels A, B, C as the document names them.
-const char* const kFieldNames[6] = {"voltA",    "voltB",    "voltC",
-                                    "currentA", "currentB", "currentC"};
+const char* const kFieldNames[6] = {"voltA", "voltB", "voltC", "currentA", "currentB", "currentC"};
 // THD, K-factor and TDD of each channel: keys, and read errors that name the
 // document's fields (the THD text has a doubled blank before "with": the
 // firmware's text).
@@ -25,10 +24,12 @@ const char* const kDistortionKeys[6][3] = {
     {"reading.3sec.thd.ib.total", "reading.3sec.kfactor.ib.total", "reading.3sec.tdd.ib.total"},
     {"reading.3sec.thd.ic.total", "reading.3sec.kfactor.ic.total", "reading.3sec.tdd.ic.total"},
 };
-#define DISTORTION_MESSAGES(field)                                            \
-  {"dm_read_flt64 error on \"data." field ".thd\"  with error code= ",       \
-   "dm_read_flt64 error on \"data." field ".kfactor\" with error code= ",    \
-   "dm_read_flt64 error on \"data." field ".tdd\" with error code= "}
+#define DISTORTION_MESSAGES(field)                                             \
+  {                                                                            \
+    "dm_read_flt64 error on \"data." field ".thd\"  with error code= ",        \
+        "dm_read_flt64 error on \"data." field ".kfactor\" with error code= ", \
+        "dm_read_flt64 error on \"data." field ".tdd\" with error code= "      \
+  }
 const char* const kDistortionMessages[6][3] = {
     DISTORTION_MESSAGES("voltA"),    DISTORTION_MESSAGES("voltB"),
     DISTORTION_MESSAGES("voltC"),    DISTORTION_MESSAGES("currentA"),
@@ -172,8 +173,8 @@ void ThdUpdate::writeBody(DocumentFile& out) {
   }
   for (int p = 0; p < 3; ++p) {
     out.printf("\"%s\":[\"%.3f A\",\"%.3f\",\"%.3f\",\"%.3f\"],\n", kFieldNames[3 + p],
-               current_[p].value, currentDistortion_[p].thd.value,
-               currentDistortion_[p].tdd.value, currentDistortion_[p].kfactor.value);
+               current_[p].value, currentDistortion_[p].thd.value, currentDistortion_[p].tdd.value,
+               currentDistortion_[p].kfactor.value);
   }
   for (const HarmonicArray& array : kHarmonicArrays) {
     const size_t offset = array.isPhase ? meter_blocks::harmonicPhaseOffset(array.channel)

@@ -51,7 +51,7 @@ class ThdUpdate : public DocumentUpdater {
   Distortion voltageDistortion_[3];  // the K-factors are read but not published
   DmKey<double> current_[3];
   Distortion currentDistortion_[3];
-  size_t voltageReadsAt_ = 0;  // read rows before the hookup-dependent voltages
+  size_t voltageReadsAt_ = 0;                // read rows before the hookup-dependent voltages
   const unsigned char* readings_ = nullptr;  // block 2, null when it could not be mapped
 };
 

@@ -6,8 +6,8 @@ ImageExchange::ImageExchange() : middle_(2) {}
 
 void ImageExchange::publish() {
   // Release: the image's registers are visible to the reader that takes it.
-  const unsigned previous = middle_.exchange(static_cast<unsigned>(back_) | kFresh,
-                                             std::memory_order_acq_rel);
+  const unsigned previous =
+      middle_.exchange(static_cast<unsigned>(back_) | kFresh, std::memory_order_acq_rel);
   back_ = static_cast<int>(previous & ~kFresh);
 }
 

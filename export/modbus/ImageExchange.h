@@ -36,10 +36,10 @@ class ImageExchange {
   static constexpr unsigned kFresh = 4;
 
   RegisterImage images_[3];
-  int back_ = 0;                   // writer's own
-  int front_ = 1;                  // reader's own
-  bool readerHasImage_ = false;    // reader's own
-  std::atomic<unsigned> middle_;   // index of the published image | kFresh
+  int back_ = 0;                  // writer's own
+  int front_ = 1;                 // reader's own
+  bool readerHasImage_ = false;   // reader's own
+  std::atomic<unsigned> middle_;  // index of the published image | kFresh
 };
 
 }  // namespace modbus

@@ -24,7 +24,7 @@
 namespace modbus {
 
 constexpr size_t kMbapHeaderSize = 7;
-constexpr size_t kMaxFrameSize = kMbapHeaderSize - 1 + 254;  // 260
+constexpr size_t kMaxFrameSize = kMbapHeaderSize - 1 + 254;   // 260
 constexpr size_t kMaxAnswerSize = kMbapHeaderSize + 2 + 250;  // 125 registers: 259
 constexpr uint16_t kMaxReadCount = 125;
 

@@ -13,13 +13,11 @@ ModbusOutput::ModbusOutput(const ModbusServerOptions& options, const char* versi
   }
 }
 
-void ModbusOutput::readingsFrom(const ldexport::Snapshot& snapshot,
-                                MeterReadings* readings) const {
+void ModbusOutput::readingsFrom(const ldexport::Snapshot& snapshot, MeterReadings* readings) const {
   for (size_t s = 0; s < kSourceCount; ++s) {
     const int row = rowOf_[s];
-    readings->values[s] = row >= 0 && snapshot.present[row]
-                              ? Reading{snapshot.value[row], true}
-                              : Reading{};
+    readings->values[s] =
+        row >= 0 && snapshot.present[row] ? Reading{snapshot.value[row], true} : Reading{};
   }
   readings->hookup = snapshot.hookupPresent ? hookupFromCode(snapshot.hookup) : Hookup::kUnknown;
   const char* serial = snapshot.factoryRecordValid   ? snapshot.serial

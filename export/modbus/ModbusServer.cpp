@@ -96,9 +96,9 @@ base::Status ModbusServer::listenOn() {
   sockaddr_storage address;
   socklen_t length = sizeof address;
   if (getsockname(listenFd_, reinterpret_cast<sockaddr*>(&address), &length) == 0) {
-    boundPort_ = ntohs(address.ss_family == AF_INET6
-                           ? reinterpret_cast<sockaddr_in6*>(&address)->sin6_port
-                           : reinterpret_cast<sockaddr_in*>(&address)->sin_port);
+    boundPort_ =
+        ntohs(address.ss_family == AF_INET6 ? reinterpret_cast<sockaddr_in6*>(&address)->sin6_port
+                                            : reinterpret_cast<sockaddr_in*>(&address)->sin_port);
   }
   return base::Status::Ok();
 }

@@ -31,8 +31,8 @@
 namespace modbus {
 
 struct ModbusServerOptions {
-  std::string host;       // "" for every address
-  uint16_t port = 502;    // 0: any free port (see ModbusServer::port())
+  std::string host;     // "" for every address
+  uint16_t port = 502;  // 0: any free port (see ModbusServer::port())
   uint8_t unit = 1;
   int maxClients = 16;
   std::chrono::milliseconds idleTimeout{60000};

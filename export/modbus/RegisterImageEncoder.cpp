@@ -18,8 +18,8 @@ bool hasFixedScaleFactor(Group group) {
 
 // value x 10^-scaleFactor, rounded to the nearest integer (halves away from 0).
 long long scaled(double value, int scaleFactor) {
-  const double result = scaleFactor <= 0 ? value * kPowersOfTen[-scaleFactor]
-                                         : value / kPowersOfTen[scaleFactor];
+  const double result =
+      scaleFactor <= 0 ? value * kPowersOfTen[-scaleFactor] : value / kPowersOfTen[scaleFactor];
   return llround(result);
 }
 
@@ -123,12 +123,8 @@ void RegisterImageEncoder::encodePoint(const PointRow& row, const ModelLayout& l
   const GroupScale& scale = scales[static_cast<size_t>(row.group)];
   double value = 0.0;
   switch (row.fill) {
-    case Fill::kModelId:
-      out[0] = isDelta(readings.hookup) ? layout.deltaId : layout.wyeId;
-      return;
-    case Fill::kModelLength:
-      out[0] = layout.length;
-      return;
+    case Fill::kModelId: out[0] = isDelta(readings.hookup) ? layout.deltaId : layout.wyeId; return;
+    case Fill::kModelLength: out[0] = layout.length; return;
     case Fill::kScaleFactor:
       out[0] = scale.present ? static_cast<uint16_t>(static_cast<int16_t>(scale.scaleFactor))
                              : kNotImplementedInt16;
@@ -136,29 +132,16 @@ void RegisterImageEncoder::encodePoint(const PointRow& row, const ModelLayout& l
     case Fill::kZero:
       for (size_t i = 0; i < row.size; ++i) out[i] = 0;
       return;
-    case Fill::kManufacturer:
-      putText(kManufacturerText, row.size, out);
-      return;
-    case Fill::kModelText:
-      putText(kModelText, row.size, out);
-      return;
-    case Fill::kOption:
-      putText(hookupName(readings.hookup), row.size, out);
-      return;
-    case Fill::kVersion:
-      putText(version_, row.size, out);
-      return;
-    case Fill::kSerial:
-      putText(readings.serial, row.size, out);
-      return;
-    case Fill::kUnitId:
-      out[0] = unitId_;
-      return;
+    case Fill::kManufacturer: putText(kManufacturerText, row.size, out); return;
+    case Fill::kModelText: putText(kModelText, row.size, out); return;
+    case Fill::kOption: putText(hookupName(readings.hookup), row.size, out); return;
+    case Fill::kVersion: putText(version_, row.size, out); return;
+    case Fill::kSerial: putText(readings.serial, row.size, out); return;
+    case Fill::kUnitId: out[0] = unitId_; return;
     case Fill::kOne:
     case Fill::kSum:
     case Fill::kAverage:
-    case Fill::kNotImplemented:
-      break;
+    case Fill::kNotImplemented: break;
   }
   const bool present = pointValue(row, readings, &value);
   switch (row.type) {
@@ -171,24 +154,17 @@ void RegisterImageEncoder::encodePoint(const PointRow& row, const ModelLayout& l
     }
     case PointType::kAcc32:
       // Whole units (the energy groups' scale factor is 0), wrapping at 2^32.
-      putUint32(present && value >= 0.0
-                    ? static_cast<uint32_t>(fmod(floor(value), 4294967296.0))
-                    : 0,
-                out);
+      putUint32(
+          present && value >= 0.0 ? static_cast<uint32_t>(fmod(floor(value), 4294967296.0)) : 0,
+          out);
       return;
     case PointType::kFloat32:
       putUint32(present ? floatBits(static_cast<float>(value)) : kNotImplementedFloat32, out);
       return;
-    case PointType::kUint16:
-      out[0] = kNotImplementedUint16;
-      return;
+    case PointType::kUint16: out[0] = kNotImplementedUint16; return;
     case PointType::kSunssf:
-    case PointType::kPad:
-      out[0] = kNotImplementedInt16;
-      return;
-    case PointType::kBitfield32:
-      putUint32(0xFFFFFFFFu, out);
-      return;
+    case PointType::kPad: out[0] = kNotImplementedInt16; return;
+    case PointType::kBitfield32: putUint32(0xFFFFFFFFu, out); return;
     case PointType::kString:
       for (size_t i = 0; i < row.size; ++i) out[i] = 0;
       return;

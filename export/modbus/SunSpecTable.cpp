@@ -13,8 +13,7 @@ constexpr PointType kU16 = PointType::kUint16, kI16 = PointType::kInt16, kAcc = 
 
 constexpr PointRow point(uint16_t offset, const char* name, PointType type, uint8_t size,
                          const char* scaleFactor, Group group, Fill fill,
-                         Source source = Source::kNone, double factor = 1.0,
-                         bool wyeOnly = false) {
+                         Source source = Source::kNone, double factor = 1.0, bool wyeOnly = false) {
   return PointRow{offset, name, type, size, scaleFactor, group, fill, source, factor, wyeOnly};
 }
 

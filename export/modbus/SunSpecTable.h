@@ -20,13 +20,30 @@
 namespace modbus {
 
 enum class PointType : uint8_t {
-  kUint16, kInt16, kAcc32, kFloat32, kSunssf, kString, kPad, kBitfield32
+  kUint16,
+  kInt16,
+  kAcc32,
+  kFloat32,
+  kSunssf,
+  kString,
+  kPad,
+  kBitfield32
 };
 
 // The points that share one scale factor. kNone: a point without one.
 enum class Group : uint8_t {
-  kNone, kCurrent, kVoltage, kFrequency, kPower, kApparentPower, kReactivePower,
-  kPowerFactor, kEnergy, kApparentEnergy, kReactiveEnergy, kCount
+  kNone,
+  kCurrent,
+  kVoltage,
+  kFrequency,
+  kPower,
+  kApparentPower,
+  kReactivePower,
+  kPowerFactor,
+  kEnergy,
+  kApparentEnergy,
+  kReactiveEnergy,
+  kCount
 };
 constexpr size_t kGroupCount = static_cast<size_t>(Group::kCount);
 
@@ -42,7 +59,7 @@ enum class Fill : uint8_t {
   kNotImplemented,  // the type's "not implemented" value
   kManufacturer,    // the common model's texts and device address
   kModelText,
-  kOption,          // the hookup's name
+  kOption,  // the hookup's name
   kVersion,
   kSerial,
   kUnitId,
@@ -52,9 +69,9 @@ struct PointRow {
   uint16_t offset;  // registers from the model's ID register
   const char* name;
   PointType type;
-  uint8_t size;  // registers
+  uint8_t size;             // registers
   const char* scaleFactor;  // name of the scale factor point, or nullptr
-  Group group;   // the scale factor's group (int16 values and sunssf points)
+  Group group;              // the scale factor's group (int16 values and sunssf points)
   Fill fill;
   Source source;
   double factor;  // from the source's unit to the point's

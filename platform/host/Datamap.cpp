@@ -12,12 +12,12 @@
 #include <memory>
 #include <string>
 
-#include "platform/datamap.h"
 #include "hoststore/EntrySeqLock.h"
 #include "hoststore/HostDatamap.h"
 #include "hoststore/MapHandle.h"
 #include "hoststore/MappedMap.h"
 #include "hoststore/NumericValue.h"
+#include "platform/datamap.h"
 
 using dmhost::EntrySeqLock;
 using dmhost::MapHandle;
@@ -65,14 +65,13 @@ int readEntry(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, Accepts accep
 
 template <typename T>
 int readNumber(const DM_SYS_DATA_BLOK_USER* dm, unsigned int index, T* value) {
-  return readEntry(
-      dm, index, NumericValue::isNumericType,
-      [value](uint32_t type, const uint32_t* storage) {
-        NumericValue number = NumericValue::fromUnsigned(0);
-        if (!NumericValue::decode(type, storage, &number)) return int{DM_ERR_TYPE};
-        if (value != nullptr) *value = number.template as<T>();
-        return 0;
-      });
+  return readEntry(dm, index, NumericValue::isNumericType,
+                   [value](uint32_t type, const uint32_t* storage) {
+                     NumericValue number = NumericValue::fromUnsigned(0);
+                     if (!NumericValue::decode(type, storage, &number)) return int{DM_ERR_TYPE};
+                     if (value != nullptr) *value = number.template as<T>();
+                     return 0;
+                   });
 }
 
 bool isStringType(uint32_t type) {
@@ -125,8 +124,8 @@ int dm_close_map(DM_SYS_DATA_BLOK_USER* dm) {
   return 0;
 }
 
-int dm_get_info(DM_SYS_DATA_BLOK_USER* dm, const char* key, unsigned int* index,
-                unsigned int* size, unsigned int* type) {
+int dm_get_info(DM_SYS_DATA_BLOK_USER* dm, const char* key, unsigned int* index, unsigned int* size,
+                unsigned int* type) {
   const MappedMap* map = mapOf(dm);
   if (map == nullptr) return DM_ERR_MAP;
   const dmhost::MapView& view = map->view();
@@ -155,13 +154,13 @@ int dm_wait_synch(DM_SYS_DATA_BLOK_USER*, int, unsigned int* result) {
   return 0;
 }
 
-int dm_read_flt64(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, double* value,
-                  unsigned long long, unsigned int*) {
+int dm_read_flt64(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, double* value, unsigned long long,
+                  unsigned int*) {
   return readNumber(dm, index, value);
 }
 
-int dm_read_flt32(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, float* value,
-                  unsigned long long, unsigned int*) {
+int dm_read_flt32(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, float* value, unsigned long long,
+                  unsigned int*) {
   return readNumber(dm, index, value);
 }
 
@@ -180,8 +179,8 @@ int dm_read_uint64(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, unsigned long 
   return readNumber(dm, index, value);
 }
 
-int dm_read_sint16(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, short* value,
-                   unsigned long long, unsigned int*) {
+int dm_read_sint16(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, short* value, unsigned long long,
+                   unsigned int*) {
   return readNumber(dm, index, value);
 }
 
@@ -195,21 +194,20 @@ int dm_read_sint64(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, long long* val
   return readNumber(dm, index, value);
 }
 
-int dm_read_boolean(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, bool* value,
-                    unsigned long long, unsigned int*) {
+int dm_read_boolean(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, bool* value, unsigned long long,
+                    unsigned int*) {
   return readNumber(dm, index, value);
 }
 
-int dm_read_STRING(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, char* value,
-                   unsigned long long, unsigned int*) {
-  return readEntry(dm, index, isStringType,
-                   [value](uint32_t type, const uint32_t* storage) {
-                     if (value == nullptr) return 0;
-                     size_t size = dmhost::storageSize(type);
-                     memcpy(value, storage, size);
-                     value[size - 1] = '\0';  // a damaged map may lack the terminator
-                     return 0;
-                   });
+int dm_read_STRING(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, char* value, unsigned long long,
+                   unsigned int*) {
+  return readEntry(dm, index, isStringType, [value](uint32_t type, const uint32_t* storage) {
+    if (value == nullptr) return 0;
+    size_t size = dmhost::storageSize(type);
+    memcpy(value, storage, size);
+    value[size - 1] = '\0';  // a damaged map may lack the terminator
+    return 0;
+  });
 }
 
 int dm_read_zul_timestamp_b8(DM_SYS_DATA_BLOK_USER* dm, unsigned int index,
@@ -218,8 +216,7 @@ int dm_read_zul_timestamp_b8(DM_SYS_DATA_BLOK_USER* dm, unsigned int index,
 }
 
 int dm_read_zul_timestamp_b12(DM_SYS_DATA_BLOK_USER* dm, unsigned int index,
-                              ZUL_TIMESTAMP_12B_STRUCT* value, unsigned long long,
-                              unsigned int*) {
+                              ZUL_TIMESTAMP_12B_STRUCT* value, unsigned long long, unsigned int*) {
   return readTimestamp(dm, index, value, sizeof(*value));
 }
 

@@ -32,8 +32,7 @@ static_assert(sizeof(LIMIT_ALARM_CONFIG_ITEM_INFO) == LIMIT_ALARM_RECORD_SIZE,
               "a limit record is 104 bytes");
 static_assert(offsetof(LIMIT_ALARM_CONFIG_ITEM_INFO, label) == LIMIT_ALARM_LABEL_OFFSET,
               "the label starts at byte 24");
-static_assert(dmhost::LogItemCatalog::kMaxFileSize == 4194304,
-              "the refusal text names the bound");
+static_assert(dmhost::LogItemCatalog::kMaxFileSize == 4194304, "the refusal text names the bound");
 
 namespace {
 
@@ -71,14 +70,12 @@ base::Status readCatalogFile(const std::string& path, std::string* text) {
   base::Status status =
       base::InputFile::read(path.c_str(), dmhost::LogItemCatalog::kMaxFileSize, text);
   switch (base::InputFile::refusal(status)) {
-    case base::InputFile::Refusal::kNone:
-      return base::Status::Ok();
+    case base::InputFile::Refusal::kNone: return base::Status::Ok();
     case base::InputFile::Refusal::kNotRegular:
       return base::Status::Error(path, "not a regular file");
     case base::InputFile::Refusal::kTooLarge:
       return base::Status::Error(path, "larger than 4194304 bytes");
-    default:
-      return base::Status::Error(path, "cannot read the file");
+    default: return base::Status::Error(path, "cannot read the file");
   }
 }
 

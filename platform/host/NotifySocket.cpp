@@ -18,8 +18,8 @@ int NotifySocket::resolve() {
   memcpy(address_.sun_path, name, length);
   bool abstract = name[0] == '@';
   if (abstract) address_.sun_path[0] = '\0';
-  length_ = static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + length +
-                                   (abstract ? 0 : 1));
+  length_ =
+      static_cast<socklen_t>(offsetof(struct sockaddr_un, sun_path) + length + (abstract ? 0 : 1));
   return 0;
 }
 

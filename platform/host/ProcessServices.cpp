@@ -78,8 +78,10 @@ int openPidFile(const std::string& path) {
   if (name.empty()) {
     refusal = "it names a directory";
   } else if (fstatat(directoryFd, name.c_str(), &st, AT_SYMLINK_NOFOLLOW) == 0) {
-    if (S_ISLNK(st.st_mode)) refusal = "it is a symbolic link";
-    else if (!S_ISREG(st.st_mode)) refusal = "it is not a regular file";
+    if (S_ISLNK(st.st_mode))
+      refusal = "it is a symbolic link";
+    else if (!S_ISREG(st.st_mode))
+      refusal = "it is not a regular file";
   }
   int fd = refusal != nullptr
                ? -1
@@ -88,7 +90,8 @@ int openPidFile(const std::string& path) {
   int error = errno;
   close(directoryFd);
   if (fd < 0) {
-    if (refusal == nullptr && (error == ELOOP || error == ENXIO)) refusal = "it is not a regular file";
+    if (refusal == nullptr && (error == ELOOP || error == ENXIO))
+      refusal = "it is not a regular file";
     if (refusal != nullptr) fprintf(stderr, "pid file %s not written: %s\n", path.c_str(), refusal);
     return -1;
   }

@@ -10,10 +10,14 @@ namespace {
 // Length of the escaped form of one byte.
 size_t escapedLength(unsigned char c) {
   switch (c) {
-    case '"': case '\\': case '\b': case '\f': case '\n': case '\r': case '\t':
-      return 2;
-    default:
-      return c < 0x20 ? 6 : 1;
+    case '"':
+    case '\\':
+    case '\b':
+    case '\f':
+    case '\n':
+    case '\r':
+    case '\t': return 2;
+    default: return c < 0x20 ? 6 : 1;
   }
 }
 

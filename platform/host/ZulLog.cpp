@@ -23,8 +23,7 @@ namespace {
 
 pthread_mutex_t syslogMutex = PTHREAD_MUTEX_INITIALIZER;
 
-int appendRecord(const char* file, const ZUL_LOG_CHANNEL* channel, int severity,
-                 const char* text) {
+int appendRecord(const char* file, const ZUL_LOG_CHANNEL* channel, int severity, const char* text) {
   char severityText[24];
   int severityLength = snprintf(severityText, sizeof(severityText), " <%d>: ", severity);
   size_t textLength = strlen(text);
@@ -37,8 +36,8 @@ int appendRecord(const char* file, const ZUL_LOG_CHANNEL* channel, int severity,
   };
   // Never through a symbolic link, never blocked by a FIFO, only into a
   // regular file.
-  int fd = open(file, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC,
-                0644);
+  int fd = open(
+      file, O_WRONLY | O_APPEND | O_CREAT | O_NOFOLLOW | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0644);
   if (fd < 0) return -1;
   struct stat status;
   if (fstat(fd, &status) != 0 || !S_ISREG(status.st_mode)) {

@@ -7,12 +7,12 @@
 
 #include <iostream>
 
+#include "hoststore/ValueText.h"
 #include "jsontemplate/JsonTemplate.h"
 #include "livedata/Globals.h"
 #include "livedata/RuntimeLog.h"
 #include "platform/common_api.h"
 #include "platform/datamap.h"
-#include "hoststore/ValueText.h"
 
 namespace {
 
@@ -112,7 +112,8 @@ base::Status JsonTemplateCommand::parseArguments(int argc, char** argv) {
 
 base::Status JsonTemplateCommand::parseVariable(const std::string& argument) {
   const size_t equals = argument.find('=');
-  const size_t colon = equals == std::string::npos ? std::string::npos : argument.find(':', equals + 1);
+  const size_t colon =
+      equals == std::string::npos ? std::string::npos : argument.find(':', equals + 1);
   if (equals == std::string::npos || colon == std::string::npos || equals == 0) {
     return base::Status::Error("", "bad --var \"" + argument + "\" (NAME=CODE:VALUE expected)");
   }

@@ -26,8 +26,10 @@ void FlickerModel::step(int64_t nowSeconds, SimRandom& rng) {
   const int64_t lastPst = windowIndex(now_, kPstWindow);
   const int64_t lastPlt = windowIndex(now_, kPltWindow);
   now_ = nowSeconds;
-  if (windowIndex(now_, kPstWindow) != lastPst) closePstWindow(windowIndex(now_, kPstWindow) * kPstWindow);
-  if (windowIndex(now_, kPltWindow) != lastPlt) closePltWindow(windowIndex(now_, kPltWindow) * kPltWindow);
+  if (windowIndex(now_, kPstWindow) != lastPst)
+    closePstWindow(windowIndex(now_, kPstWindow) * kPstWindow);
+  if (windowIndex(now_, kPltWindow) != lastPlt)
+    closePltWindow(windowIndex(now_, kPltWindow) * kPltWindow);
   for (int p = 0; p < 3; ++p) {
     double value = 0.1 + 0.03 * rng.gauss();
     if (rng.chance(0.01)) value += rng.uniform(0.5, 2.0);  // a passing disturbance

@@ -28,8 +28,8 @@ class FlickerModel {
 
   struct Severity {
     double value[3] = {};
-    bool valid = false;   // a full window has ended since the start
-    int64_t time = 0;     // end of the window that gave the values
+    bool valid = false;  // a full window has ended since the start
+    int64_t time = 0;    // end of the window that gave the values
     Extreme max[3], min[3];
   };
 

@@ -51,7 +51,8 @@ void HarmonicModel::buildChannel(int channel, double fundamentalAngle, SimRandom
     // Percent of the fundamental in 0.01 % units.
     double magnitude = h == 1 ? 10000.0 : levels[h] * scale * 100.0;
     s.magnitude[h] = static_cast<uint16_t>(std::clamp(std::lround(magnitude), 0L, 65535L));
-    double angle = h == 0 ? 0.0 : wrapDegrees180(h * fundamentalAngle + (h == 1 ? 0.0 : offset_[h]));
+    double angle =
+        h == 0 ? 0.0 : wrapDegrees180(h * fundamentalAngle + (h == 1 ? 0.0 : offset_[h]));
     long hundredths = std::lround(angle * 100.0);
     if (hundredths >= 18000) hundredths -= 36000;
     s.phase[h] = static_cast<int16_t>(hundredths);
@@ -62,7 +63,8 @@ double HarmonicModel::thd(const Harmonics& arrays) {
   const double fundamental = arrays.magnitude[1];
   if (fundamental <= 0.0) return 0.0;
   double sum = 0.0;
-  for (int h = 2; h < kBins; ++h) sum += static_cast<double>(arrays.magnitude[h]) * arrays.magnitude[h];
+  for (int h = 2; h < kBins; ++h)
+    sum += static_cast<double>(arrays.magnitude[h]) * arrays.magnitude[h];
   return std::sqrt(sum) / fundamental * 100.0;
 }
 

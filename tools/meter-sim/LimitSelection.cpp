@@ -2,7 +2,6 @@
 
 #include <stdlib.h>
 
-
 #include "base/InputFile.h"
 #include "hoststore/CatalogParser.h"
 #include "hoststore/LogItemCatalog.h"

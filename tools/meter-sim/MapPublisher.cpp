@@ -23,14 +23,14 @@ void MapPublisher::report(const std::string& key, const char* what) {
 }
 
 // A key whose write fails is marked so that it is reported only once.
-#define PUBLISH(call)                                      \
-  do {                                                     \
-    uint32_t index = indexOf(key);                         \
-    if (index == DM_INDEX_NONE) return;                    \
-    if (!(call)) {                                         \
-      report(key, "does not take this value");             \
-      indexes_[key] = DM_INDEX_NONE;                       \
-    }                                                      \
+#define PUBLISH(call)                          \
+  do {                                         \
+    uint32_t index = indexOf(key);             \
+    if (index == DM_INDEX_NONE) return;        \
+    if (!(call)) {                             \
+      report(key, "does not take this value"); \
+      indexes_[key] = DM_INDEX_NONE;           \
+    }                                          \
   } while (0)
 
 void MapPublisher::setDouble(const std::string& key, double value) {

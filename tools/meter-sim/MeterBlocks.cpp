@@ -19,8 +19,7 @@ struct TextGroup {
 
 const TextGroup kTextGroups[] = {
     {kEnergyTexts, {"VARh Q34", "VARh Q12", "Wh Rec", "Wh Del", "VAh"}},
-    {kUncompensatedTexts,
-     {"VARh Q34 Unc", "VARh Q12 Unc", "Wh Rec Unc", "Wh Del Unc", "VAh Unc"}},
+    {kUncompensatedTexts, {"VARh Q34 Unc", "VARh Q12 Unc", "Wh Rec Unc", "Wh Del Unc", "VAh Unc"}},
     {kV2tI2tTexts, {"V2t C", "V2t B", "V2t A", "I2t C", "I2t B", "I2t A"}},
     {kQuadrantTexts,
      {"Wh Q1", "Wh Q2", "Wh Q3", "Wh Q4", "VARh Q1", "VARh Q2", "VARh Q3", "VARh Q4", "VAh Q1",

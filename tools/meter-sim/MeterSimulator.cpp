@@ -11,7 +11,7 @@
 namespace {
 
 const char* const kVoltNames[MeterSimulator::kVoltChannels] = {"an", "bn", "cn", "ab",
-                                                              "bc", "ca", "aux"};
+                                                               "bc", "ca", "aux"};
 const char* const kCurrentNames[MeterSimulator::kCurrentChannels] = {"a", "b", "c", "n", "x"};
 const char* const kPowerNames[MeterSimulator::kPowerChannels] = {"a", "b", "c", "total"};
 const char* const kPhaseNames[3] = {"a", "b", "c"};
@@ -93,7 +93,8 @@ void MeterSimulator::updateModels(double dt) {
     vas_[c].update(model_.va(c), dt);
   }
   // A digital input changes now and then.
-  if (dt > 0.0 && rng_.chance(0.1)) digitalInputs_ ^= static_cast<uint16_t>(1u << (rng_.next() % 16));
+  if (dt > 0.0 && rng_.chance(0.1))
+    digitalInputs_ ^= static_cast<uint16_t>(1u << (rng_.next() % 16));
 }
 
 void MeterSimulator::publishFixed() {
@@ -138,9 +139,11 @@ void MeterSimulator::publishVoltages() {
     const Phasor& phase = model_.phaseVoltage(c);
     const Phasor& line = model_.lineVoltage(c);
     publisher_.setDouble(std::string("reading.1sec.volt.") + kVoltNames[c], phase.magnitude);
-    publisher_.setDouble(std::string("reading.02sec.volt.") + kVoltNames[c] + ".phase", phase.angle);
+    publisher_.setDouble(std::string("reading.02sec.volt.") + kVoltNames[c] + ".phase",
+                         phase.angle);
     publisher_.setDouble(std::string("reading.1sec.volt.") + kVoltNames[c + 3], line.magnitude);
-    publisher_.setDouble(std::string("reading.02sec.volt.") + kVoltNames[c + 3] + ".phase", line.angle);
+    publisher_.setDouble(std::string("reading.02sec.volt.") + kVoltNames[c + 3] + ".phase",
+                         line.angle);
   }
   publisher_.setDouble("reading.1sec.volt.aux", model_.auxVoltage().magnitude);
   publisher_.setDouble("reading.02sec.volt.aux.phase", model_.auxVoltage().angle);
@@ -148,7 +151,8 @@ void MeterSimulator::publishVoltages() {
 
 void MeterSimulator::publishCurrents() {
   for (int c = 0; c < 3; ++c) {
-    publisher_.setDouble(std::string("reading.1sec.current.") + kPhaseNames[c], model_.current(c).magnitude);
+    publisher_.setDouble(std::string("reading.1sec.current.") + kPhaseNames[c],
+                         model_.current(c).magnitude);
     publisher_.setDouble(std::string("reading.02sec.current.") + kPhaseNames[c] + ".phase",
                          model_.current(c).angle);
   }
@@ -194,8 +198,8 @@ void MeterSimulator::publishThermal() {
 
 void MeterSimulator::publishEnergy() {
   static const char* const kEnergyKeys[EnergyModel::kRegisters] = {
-      "watthr.q14.total.sec", "watthr.q23.total.sec", "varhr.q12.total.sec",
-      "varhr.q34.total.sec", "vahr.total.total.sec"};
+      "watthr.q14.total.sec", "watthr.q23.total.sec", "varhr.q12.total.sec", "varhr.q34.total.sec",
+      "vahr.total.total.sec"};
   static const char* const kUncompKeys[EnergyModel::kRegisters] = {
       "uncomp_watthr.q14.total.sec", "uncomp_watthr.q23.total.sec", "uncomp_varhr.q12.total.sec",
       "uncomp_varhr.q34.total.sec", "uncomp_vahr.total.sec"};
@@ -212,9 +216,11 @@ void MeterSimulator::publishEnergy() {
   publisher_.setDouble("reading.1sec.energy.qhr.pos.total.sec", energy_.qhrPositive());
   publisher_.setDouble("reading.1sec.energy.qhr.neg.total.sec", energy_.qhrNegative());
   for (int n = 0; n < EnergyModel::kAccumulators; ++n)
-    publisher_.setUnsigned("reading.1sec.accum.hsi." + std::to_string(n + 1), energy_.accumulator(n));
+    publisher_.setUnsigned("reading.1sec.accum.hsi." + std::to_string(n + 1),
+                           energy_.accumulator(n));
   for (int n = 0; n < EnergyModel::kAggregators; ++n)
-    publisher_.setUnsigned("reading.1sec.accum.agg." + std::to_string(n + 1), energy_.aggregator(n));
+    publisher_.setUnsigned("reading.1sec.accum.agg." + std::to_string(n + 1),
+                           energy_.aggregator(n));
   const EnergyModel::Peak* peaks[2] = {&energy_.positivePeak(), &energy_.negativePeak()};
   const char* const kinds[2] = {"posmax", "negmax"};
   for (int k = 0; k < 2; ++k) {
@@ -229,7 +235,8 @@ void MeterSimulator::publishEnergy() {
 void MeterSimulator::publishSequences() {
   const SequenceComponents volts =
       fortescue(model_.phaseVoltage(0), model_.phaseVoltage(1), model_.phaseVoltage(2));
-  const SequenceComponents amps = fortescue(model_.current(0), model_.current(1), model_.current(2));
+  const SequenceComponents amps =
+      fortescue(model_.current(0), model_.current(1), model_.current(2));
   const SequenceComponents* sets[2] = {&volts, &amps};
   const char* const families[2] = {"volt", "current"};
   for (int f = 0; f < 2; ++f) {

@@ -14,12 +14,12 @@
 
 #include "EnergyModel.h"
 #include "FlickerModel.h"
+#include "HarmonicModel.h"
 #include "MapPublisher.h"
 #include "MeterBlocks.h"
 #include "SimClock.h"
 #include "SimOptions.h"
 #include "SimRandom.h"
-#include "HarmonicModel.h"
 #include "ThermalChannel.h"
 #include "ThreePhaseModel.h"
 #include "hoststore/HostDatamap.h"

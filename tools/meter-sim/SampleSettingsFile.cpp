@@ -19,7 +19,8 @@ void putLabel(std::vector<unsigned char>& file, size_t offset, const char* text)
 }
 
 base::Status makeParentDirs(const std::string& path) {
-  for (size_t slash = path.find('/', 1); slash != std::string::npos; slash = path.find('/', slash + 1)) {
+  for (size_t slash = path.find('/', 1); slash != std::string::npos;
+       slash = path.find('/', slash + 1)) {
     std::string dir = path.substr(0, slash);
     if (mkdir(dir.c_str(), 0755) != 0 && errno != EEXIST) {
       return base::Status::Error("", "cannot create " + dir, errno);
@@ -36,10 +37,11 @@ std::vector<unsigned char> SampleSettingsFile::contents() {
       {"Door Switch", "Closed", "Open"},     {"Transfer Sw", "Normal", "Emergency"},
       {"Gen Running", "Stopped", "Running"}, {"Fan Status", "Off", "On"},
       {"Surge Alarm", "Normal", "Alarm"},    {"Spare Input 8", "Inactive", "Active"}};
-  static const char* const kAccumulators[settings_file::kAccumulatorCount] = {"Del kWh Pulse", "Rec kWh Pulse", "kVARh Q12",
-                                               "kVARh Q34",     "kVAh Pulse",    "Wh Phase A",
-                                               "Wh Phase B",    "Wh Phase C"};
-  static const char* const kAggregators[settings_file::kAggregatorCount] = {"Net Wh", "Total VARh", "VAh + Wh A", "Wh B + C"};
+  static const char* const kAccumulators[settings_file::kAccumulatorCount] = {
+      "Del kWh Pulse", "Rec kWh Pulse", "kVARh Q12",  "kVARh Q34",
+      "kVAh Pulse",    "Wh Phase A",    "Wh Phase B", "Wh Phase C"};
+  static const char* const kAggregators[settings_file::kAggregatorCount] = {
+      "Net Wh", "Total VARh", "VAh + Wh A", "Wh B + C"};
   namespace sf = settings_file;
   std::vector<unsigned char> file(sf::kSize, 0);
   for (int i = 0; i < sf::kDigitalInputCount; ++i) {

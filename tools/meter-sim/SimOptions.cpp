@@ -11,30 +11,45 @@
 namespace {
 
 enum OptionId {
-  kHookup = 1000, kVoltage, kFrequency, kLoad, kPf, kUnbalance, kHarmonics, kPt, kCt,
-  kPeriod, kSeed, kOnce, kSteps, kStart, kMap, kCatalog, kLogItems, kHelp
+  kHookup = 1000,
+  kVoltage,
+  kFrequency,
+  kLoad,
+  kPf,
+  kUnbalance,
+  kHarmonics,
+  kPt,
+  kCt,
+  kPeriod,
+  kSeed,
+  kOnce,
+  kSteps,
+  kStart,
+  kMap,
+  kCatalog,
+  kLogItems,
+  kHelp
 };
 
-const struct option kLongOptions[] = {
-    {"hookup", required_argument, nullptr, kHookup},
-    {"voltage", required_argument, nullptr, kVoltage},
-    {"frequency", required_argument, nullptr, kFrequency},
-    {"load", required_argument, nullptr, kLoad},
-    {"pf", required_argument, nullptr, kPf},
-    {"unbalance", required_argument, nullptr, kUnbalance},
-    {"harmonics", required_argument, nullptr, kHarmonics},
-    {"pt", required_argument, nullptr, kPt},
-    {"ct", required_argument, nullptr, kCt},
-    {"period", required_argument, nullptr, kPeriod},
-    {"seed", required_argument, nullptr, kSeed},
-    {"once", no_argument, nullptr, kOnce},
-    {"steps", required_argument, nullptr, kSteps},
-    {"start", required_argument, nullptr, kStart},
-    {"map", required_argument, nullptr, kMap},
-    {"catalog", required_argument, nullptr, kCatalog},
-    {"log-items", required_argument, nullptr, kLogItems},
-    {"help", no_argument, nullptr, kHelp},
-    {nullptr, 0, nullptr, 0}};
+const struct option kLongOptions[] = {{"hookup", required_argument, nullptr, kHookup},
+                                      {"voltage", required_argument, nullptr, kVoltage},
+                                      {"frequency", required_argument, nullptr, kFrequency},
+                                      {"load", required_argument, nullptr, kLoad},
+                                      {"pf", required_argument, nullptr, kPf},
+                                      {"unbalance", required_argument, nullptr, kUnbalance},
+                                      {"harmonics", required_argument, nullptr, kHarmonics},
+                                      {"pt", required_argument, nullptr, kPt},
+                                      {"ct", required_argument, nullptr, kCt},
+                                      {"period", required_argument, nullptr, kPeriod},
+                                      {"seed", required_argument, nullptr, kSeed},
+                                      {"once", no_argument, nullptr, kOnce},
+                                      {"steps", required_argument, nullptr, kSteps},
+                                      {"start", required_argument, nullptr, kStart},
+                                      {"map", required_argument, nullptr, kMap},
+                                      {"catalog", required_argument, nullptr, kCatalog},
+                                      {"log-items", required_argument, nullptr, kLogItems},
+                                      {"help", no_argument, nullptr, kHelp},
+                                      {nullptr, 0, nullptr, 0}};
 
 bool parseDouble(const char* text, double low, double high, double* value) {
   char* end = nullptr;
@@ -62,20 +77,33 @@ base::Status applyOption(int id, const char* arg, SimOptions* o) {
   unsigned long long u = 0;
   bool ok = true;
   switch (id) {
-    case kHookup: ok = parseUnsigned(arg, 0, 4, &u); o->hookup = static_cast<unsigned>(u); break;
+    case kHookup:
+      ok = parseUnsigned(arg, 0, 4, &u);
+      o->hookup = static_cast<unsigned>(u);
+      break;
     case kVoltage: ok = parseDouble(arg, 1.0, 1.0e6, &o->voltage); break;
     case kFrequency: ok = parseDouble(arg, 40.0, 70.0, &o->frequency); break;
     case kLoad: ok = parseDouble(arg, 0.0, 1.0e5, &o->load); break;
     case kPf: ok = parseDouble(arg, -1.0, 1.0, &o->pf); break;
     case kUnbalance: ok = parseDouble(arg, 0.0, 50.0, &o->unbalance); break;
     case kHarmonics: ok = parseDouble(arg, 0.0, 30.0, &o->harmonics); break;
-    case kPt: ok = parseUnsigned(arg, 1, 1000000, &u); o->pt = static_cast<unsigned>(u); break;
-    case kCt: ok = parseUnsigned(arg, 1, 1000000, &u); o->ct = static_cast<unsigned>(u); break;
+    case kPt:
+      ok = parseUnsigned(arg, 1, 1000000, &u);
+      o->pt = static_cast<unsigned>(u);
+      break;
+    case kCt:
+      ok = parseUnsigned(arg, 1, 1000000, &u);
+      o->ct = static_cast<unsigned>(u);
+      break;
     case kPeriod:
       ok = parseUnsigned(arg, 10, 3600000, &u);
       o->periodMs = static_cast<unsigned>(u);
       break;
-    case kSeed: ok = parseUnsigned(arg, 0, ~0ULL, &u); o->seed = u; o->seedGiven = ok; break;
+    case kSeed:
+      ok = parseUnsigned(arg, 0, ~0ULL, &u);
+      o->seed = u;
+      o->seedGiven = ok;
+      break;
     case kOnce: o->once = true; break;
     case kSteps:
       ok = parseUnsigned(arg, 1, 100000000, &u);
@@ -88,9 +116,18 @@ base::Status applyOption(int id, const char* arg, SimOptions* o) {
       o->start = arg;
       break;
     }
-    case kMap: ok = *arg != '\0'; o->mapPath = arg; break;
-    case kCatalog: ok = *arg != '\0'; o->catalogPath = arg; break;
-    case kLogItems: ok = *arg != '\0'; o->logItemsPath = arg; break;
+    case kMap:
+      ok = *arg != '\0';
+      o->mapPath = arg;
+      break;
+    case kCatalog:
+      ok = *arg != '\0';
+      o->catalogPath = arg;
+      break;
+    case kLogItems:
+      ok = *arg != '\0';
+      o->logItemsPath = arg;
+      break;
     default: ok = false; break;
   }
   if (ok) return base::Status::Ok();
@@ -137,7 +174,8 @@ std::string simUsage(const char* program) {
       "Creates the datamap with every key the daemon reads, fills it with a simulated\n"
       "three-phase meter and keeps updating it until SIGINT or SIGTERM.\n"
       "options:\n"
-      "  --hookup N        0 Wye, 1 Delta 3 CTs, 2 Delta 2 CTs, 3 2.5 Element Wye, 4 4 Wire Delta (0)\n"
+      "  --hookup N        0 Wye, 1 Delta 3 CTs, 2 Delta 2 CTs, 3 2.5 Element Wye, 4 4 Wire Delta "
+      "(0)\n"
       "  --voltage V       nominal phase-to-neutral voltage at the meter's inputs (120)\n"
       "  --frequency HZ    nominal frequency, 50 or 60 (60)\n"
       "  --load A          load current at the meter's inputs (5)\n"

@@ -9,7 +9,9 @@ uint64_t SimRandom::next() {
   return z ^ (z >> 31);
 }
 
-double SimRandom::uniform() { return static_cast<double>(next() >> 11) * (1.0 / 9007199254740992.0); }
+double SimRandom::uniform() {
+  return static_cast<double>(next() >> 11) * (1.0 / 9007199254740992.0);
+}
 
 double SimRandom::uniform(double low, double high) { return low + (high - low) * uniform(); }
 

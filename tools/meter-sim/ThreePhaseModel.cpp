@@ -56,11 +56,13 @@ void ThreePhaseModel::computePhasors(SimRandom& rng) {
   for (int p = 0; p < 3; ++p) {
     Phasor& v = phaseVoltage_[p];
     v.magnitude = nominalVoltage_ * share[p] * (1.0 + 0.001 * rng.gauss());
-    v.angle = wrapDegrees360(kPhaseAngle[p] + (p == 0 ? 0.0 : unbalance_ * 20.0 * (p == 1 ? 1 : -1)) +
-                             0.02 * rng.gauss());
+    v.angle =
+        wrapDegrees360(kPhaseAngle[p] + (p == 0 ? 0.0 : unbalance_ * 20.0 * (p == 1 ? 1 : -1)) +
+                       0.02 * rng.gauss());
     Phasor& i = current_[p];
     i.magnitude = nominalCurrent_ * loadFactor_ * share[p] * (1.0 + 0.003 * rng.gauss());
-    i.angle = wrapDegrees360(v.angle - displacement_ - phaseOffset_[p] * (1.0 - std::fabs(displacement_) / 90.0));
+    i.angle = wrapDegrees360(v.angle - displacement_ -
+                             phaseOffset_[p] * (1.0 - std::fabs(displacement_) / 90.0));
     sum += i.toComplex();
   }
   for (int p = 0; p < 3; ++p)

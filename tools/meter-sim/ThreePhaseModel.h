@@ -55,9 +55,9 @@ class ThreePhaseModel {
   double nominalVoltage_;
   double nominalCurrent_;
   double ratioProduct_;
-  double displacement_;      // degrees, current behind voltage
-  double unbalance_;         // fraction
-  double phaseOffset_[3];    // fixed per-phase displacement offsets, degrees
+  double displacement_;    // degrees, current behind voltage
+  double unbalance_;       // fraction
+  double phaseOffset_[3];  // fixed per-phase displacement offsets, degrees
   double frequency_;
   double loadFactor_ = 1.0;
   Phasor phaseVoltage_[3];

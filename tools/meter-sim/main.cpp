@@ -109,7 +109,8 @@ int main(int argc, char** argv) {
   }
   installSignalHandlers();
   const std::string mapPath = options.mapPath.empty() ? dmhost::mapPath() : options.mapPath;
-  const std::string catalog = options.catalogPath.empty() ? defaultCatalogPath() : options.catalogPath;
+  const std::string catalog =
+      options.catalogPath.empty() ? defaultCatalogPath() : options.catalogPath;
   std::string note;
   std::vector<MeterBlocks::Limit> limits = LimitSelection::choose(options.logItemsPath, &note);
   if (!note.empty()) fprintf(stderr, "meter-sim: %s\n", note.c_str());
