@@ -7,7 +7,7 @@ import { describe, it } from 'node:test';
 import assert from 'node:assert/strict';
 import { numberOf, radians, percentText } from '../../web/www/js/values.js';
 import { DOC, READ_EVERY, LAYOUT, block } from '../../web/www/js/documents.js';
-import { ORDERS, spectrumOf, waveform } from '../../web/www/js/spectrum.js';
+import { ORDERS, spectrumOf, waveform } from '../../web/www/js/waveform.js';
 import { largestInWindow } from '../../web/www/js/trendchart.js';
 import { median, medianSince, countSince } from './figures.mjs';
 import { contrast, luminance, parseColor } from './colours.mjs';

@@ -1,10 +1,10 @@
 // One channel of the harmonics panel: the spectrum bar chart and the
-// waveform rebuilt from it (spectrum.js). The polyline carries data-y0 (the y
+// waveform rebuilt from it (waveform.js). The polyline carries data-y0 (the y
 // of zero) and data-scale (pixels per unit): the drawn values can be read back.
 
 import { el, svg, setText, setAttrs } from './dom.js';
 import { numberOf } from './values.js';
-import { ORDERS, spectrumOf, waveform } from './spectrum.js';
+import { ORDERS, spectrumOf, waveform } from './waveform.js';
 
 const WIDTH = 640;
 const BAR_HEIGHT = 140;

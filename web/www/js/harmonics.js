@@ -1,7 +1,7 @@
 // Harmonics panel (thd_data.json): per channel a bar chart of the magnitude
 // of each harmonic order in % of the fundamental (orders 1-63, or 1-127 on
 // request), the phase angle of a bar on hover or keyboard focus, and one
-// period of the channel's waveform rebuilt from its spectrum (spectrum.js).
+// period of the channel's waveform rebuilt from its spectrum (waveform.js).
 
 import { el, boundTable, Bindings } from './dom.js';
 import { DOC, block } from './documents.js';
