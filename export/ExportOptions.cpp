@@ -99,6 +99,98 @@ base::Status parseModbusListen(std::string_view text, ExportOptions* options) {
   return base::Status::Ok();
 }
 
+// The options that take a value, as a table: each row's parser checks the
+// value and stores it. portGiven tells whether --mqtt named a port.
+using ValueParser = base::Status (*)(std::string_view option, const std::string& value,
+                                     ExportOptions* options, bool* portGiven);
+
+struct ValuedOption {
+  const char* name;
+  ValueParser parse;
+};
+
+base::Status parseRange(std::string_view option, const std::string& value, int low, int high,
+                        const char* what, int* out) {
+  if (parseInt(value, low, high, out)) return base::Status::Ok();
+  return optionError(option, "'" + value + "' is not " + what);
+}
+
+base::Status parseTopic(std::string_view option, const std::string& value, std::string* out) {
+  if (!validTopic(value)) return optionError(option, "bad topic '" + value + "'");
+  *out = value;
+  return base::Status::Ok();
+}
+
+const ValuedOption kValuedOptions[] = {
+    {"--interval",
+     [](std::string_view option, const std::string& value, ExportOptions* options, bool*) {
+       return parseRange(option, value, 10, 3600000, "a number of ms in 10..3600000",
+                         &options->intervalMs);
+     }},
+    {"--prometheus",
+     [](std::string_view option, const std::string& value, ExportOptions* options, bool*) {
+       if (value.empty()) return optionError(option, "empty path");
+       options->prometheusFile = value;
+       return base::Status::Ok();
+     }},
+    {"--mqtt", [](std::string_view, const std::string& value, ExportOptions* options,
+                  bool* portGiven) { return parseBroker(value, options, portGiven); }},
+    {"--mqtt-user",
+     [](std::string_view, const std::string& value, ExportOptions* options, bool*) {
+       options->mqttUser = value;
+       return base::Status::Ok();
+     }},
+    {"--mqtt-password-file",
+     [](std::string_view, const std::string& value, ExportOptions* options, bool*) {
+       options->mqttPasswordFile = value;
+       return base::Status::Ok();
+     }},
+    {"--mqtt-cafile",
+     [](std::string_view, const std::string& value, ExportOptions* options, bool*) {
+       options->mqttCaFile = value;
+       return base::Status::Ok();
+     }},
+    {"--topic", [](std::string_view option, const std::string& value, ExportOptions* options,
+                   bool*) { return parseTopic(option, value, &options->topic); }},
+    {"--discovery-prefix",
+     [](std::string_view option, const std::string& value, ExportOptions* options, bool*) {
+       return parseTopic(option, value, &options->discoveryPrefix);
+     }},
+    {"--modbus", [](std::string_view, const std::string& value, ExportOptions* options,
+                    bool*) { return parseModbusListen(value, options); }},
+    {"--modbus-unit",
+     [](std::string_view option, const std::string& value, ExportOptions* options, bool*) {
+       return parseRange(option, value, 1, 247, "a unit id in 1..247", &options->modbusUnit);
+     }},
+    {"--modbus-max-clients",
+     [](std::string_view option, const std::string& value, ExportOptions* options, bool*) {
+       return parseRange(option, value, 1, 1024, "a number in 1..1024", &options->modbusMaxClients);
+     }},
+};
+
+const ValuedOption* findValuedOption(std::string_view option) {
+  for (const ValuedOption& row : kValuedOptions) {
+    if (option == row.name) return &row;
+  }
+  return nullptr;
+}
+
+// What the options say together: MQTT details need a broker, and something
+// must be published.
+base::Status checkCombination(bool portGiven, ExportOptions* options) {
+  if (!options->mqttCaFile.empty() && !portGiven) options->mqttPort = 8883;
+  if (options->mqttHost.empty() &&
+      (!options->mqttUser.empty() || !options->mqttPasswordFile.empty() ||
+       !options->mqttCaFile.empty() || !options->topic.empty())) {
+    return base::Status::Error("", "MQTT options given without --mqtt HOST[:PORT]");
+  }
+  if (options->prometheusFile.empty() && options->mqttHost.empty() && options->modbusPort < 0) {
+    return base::Status::Error(
+        "", "nothing to publish: give --prometheus FILE, --mqtt HOST and/or --modbus PORT");
+  }
+  return base::Status::Ok();
+}
+
 }  // namespace
 
 const char* exportUsage() { return kUsage; }
@@ -119,63 +211,16 @@ base::Status parseExportOptions(int argc, char** argv, ExportOptions* options) {
       options->discovery = false;
       continue;
     }
-    bool takesValue = option == "--interval" || option == "--prometheus" || option == "--mqtt" ||
-                      option == "--mqtt-user" || option == "--mqtt-password-file" ||
-                      option == "--mqtt-cafile" || option == "--topic" ||
-                      option == "--discovery-prefix" || option == "--modbus" ||
-                      option == "--modbus-unit" || option == "--modbus-max-clients";
-    if (!takesValue) {
+    const ValuedOption* row = findValuedOption(option);
+    if (row == nullptr) {
       if (!option.empty() && option.front() == '-') return optionError(option, "unknown option");
       return optionError(option, "unexpected argument");
     }
     if (i + 1 >= argc) return optionError(option, "needs a value");
-    std::string value = argv[++i];
-    if (option == "--interval") {
-      if (!parseInt(value, 10, 3600000, &options->intervalMs)) {
-        return optionError(option, "'" + value + "' is not a number of ms in 10..3600000");
-      }
-    } else if (option == "--prometheus") {
-      if (value.empty()) return optionError(option, "empty path");
-      options->prometheusFile = value;
-    } else if (option == "--mqtt") {
-      base::Status status = parseBroker(value, options, &portGiven);
-      if (!status.ok()) return status;
-    } else if (option == "--mqtt-user") {
-      options->mqttUser = value;
-    } else if (option == "--mqtt-password-file") {
-      options->mqttPasswordFile = value;
-    } else if (option == "--mqtt-cafile") {
-      options->mqttCaFile = value;
-    } else if (option == "--modbus") {
-      base::Status status = parseModbusListen(value, options);
-      if (!status.ok()) return status;
-    } else if (option == "--modbus-unit") {
-      if (!parseInt(value, 1, 247, &options->modbusUnit)) {
-        return optionError(option, "'" + value + "' is not a unit id in 1..247");
-      }
-    } else if (option == "--modbus-max-clients") {
-      if (!parseInt(value, 1, 1024, &options->modbusMaxClients)) {
-        return optionError(option, "'" + value + "' is not a number in 1..1024");
-      }
-    } else if (option == "--topic") {
-      if (!validTopic(value)) return optionError(option, "bad topic '" + value + "'");
-      options->topic = value;
-    } else {
-      if (!validTopic(value)) return optionError(option, "bad topic '" + value + "'");
-      options->discoveryPrefix = value;
-    }
+    base::Status status = row->parse(option, argv[++i], options, &portGiven);
+    if (!status.ok()) return status;
   }
-  if (!options->mqttCaFile.empty() && !portGiven) options->mqttPort = 8883;
-  if (options->mqttHost.empty() &&
-      (!options->mqttUser.empty() || !options->mqttPasswordFile.empty() ||
-       !options->mqttCaFile.empty() || !options->topic.empty())) {
-    return base::Status::Error("", "MQTT options given without --mqtt HOST[:PORT]");
-  }
-  if (options->prometheusFile.empty() && options->mqttHost.empty() && options->modbusPort < 0) {
-    return base::Status::Error(
-        "", "nothing to publish: give --prometheus FILE, --mqtt HOST and/or --modbus PORT");
-  }
-  return base::Status::Ok();
+  return checkCombination(portGiven, options);
 }
 
 }  // namespace ldexport
