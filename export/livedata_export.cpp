@@ -36,25 +36,55 @@ class MapStateLog {
   bool open_ = false;
 };
 
+// Parses the command line: -1 to go on, else the exit status (help, version
+// or a bad option, with its line printed).
+int readCommandLine(int argc, char** argv, ldexport::ExportOptions* options) {
+  base::Status parsed = ldexport::parseExportOptions(argc, argv, options);
+  if (!parsed.ok()) {
+    fprintf(stderr, "livedata_export: %s\n%s", parsed.message().c_str(), ldexport::exportUsage());
+    return kExitUsage;
+  }
+  if (options->help) {
+    fputs(ldexport::exportUsage(), stdout);
+    return 0;
+  }
+  if (options->version) {
+    printf("livedata_export %s\n", ldexport::kExporterVersion);
+    return 0;
+  }
+  return -1;
+}
+
+// Opens the Modbus port when --modbus asks for it; false (its line printed)
+// when the port cannot be opened.
+bool startModbus(const ldexport::ExportOptions& options,
+                 std::unique_ptr<modbus::ModbusOutput>* output) {
+  if (options.modbusPort < 0) return true;
+  modbus::ModbusServerOptions serverOptions;
+  serverOptions.host = options.modbusHost;
+  serverOptions.port = static_cast<uint16_t>(options.modbusPort);
+  serverOptions.unit = static_cast<uint8_t>(options.modbusUnit);
+  serverOptions.maxClients = options.modbusMaxClients;
+  auto started = std::make_unique<modbus::ModbusOutput>(serverOptions, ldexport::kExporterVersion);
+  base::Status status = started->start();
+  if (!status.ok()) {
+    fprintf(stderr, "livedata_export: modbus: %s\n", status.message().c_str());
+    return false;
+  }
+  fprintf(stderr, "livedata_export: modbus: serving unit %d on %s:%u\n", options.modbusUnit,
+          options.modbusHost.empty() ? "*" : options.modbusHost.c_str(), started->port());
+  *output = std::move(started);
+  return true;
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
   umask(022);
   setvbuf(stderr, nullptr, _IOLBF, 0);
   ldexport::ExportOptions options;
-  base::Status parsed = ldexport::parseExportOptions(argc, argv, &options);
-  if (!parsed.ok()) {
-    fprintf(stderr, "livedata_export: %s\n%s", parsed.message().c_str(), ldexport::exportUsage());
-    return kExitUsage;
-  }
-  if (options.help) {
-    fputs(ldexport::exportUsage(), stdout);
-    return 0;
-  }
-  if (options.version) {
-    printf("livedata_export %s\n", ldexport::kExporterVersion);
-    return 0;
-  }
+  const int exitStatus = readCommandLine(argc, argv, &options);
+  if (exitStatus >= 0) return exitStatus;
 
   std::unique_ptr<ldexport::MqttOutput> mqtt;
   if (!options.mqttHost.empty()) {
@@ -83,22 +113,11 @@ int main(int argc, char** argv) {
         [&prometheus](const ldexport::Snapshot& snapshot) { prometheus->write(snapshot); });
   }
   std::unique_ptr<modbus::ModbusOutput> modbusOutput;
-  if (options.modbusPort >= 0) {
-    modbus::ModbusServerOptions serverOptions;
-    serverOptions.host = options.modbusHost;
-    serverOptions.port = static_cast<uint16_t>(options.modbusPort);
-    serverOptions.unit = static_cast<uint8_t>(options.modbusUnit);
-    serverOptions.maxClients = options.modbusMaxClients;
-    modbusOutput =
-        std::make_unique<modbus::ModbusOutput>(serverOptions, ldexport::kExporterVersion);
-    base::Status status = modbusOutput->start();
-    if (!status.ok()) {
-      fprintf(stderr, "livedata_export: modbus: %s\n", status.message().c_str());
-      if (mqtt) mqtt->stop();
-      return 1;
-    }
-    fprintf(stderr, "livedata_export: modbus: serving unit %d on %s:%u\n", options.modbusUnit,
-            options.modbusHost.empty() ? "*" : options.modbusHost.c_str(), modbusOutput->port());
+  if (!startModbus(options, &modbusOutput)) {
+    if (mqtt) mqtt->stop();
+    return 1;
+  }
+  if (modbusOutput) {
     loop.addOutput(
         [&modbusOutput](const ldexport::Snapshot& snapshot) { modbusOutput->publish(snapshot); });
   }
