@@ -72,6 +72,15 @@ bool parseUnsigned(const char* text, unsigned long long low, unsigned long long 
   return true;
 }
 
+// The failure of option id with the value arg.
+base::Status invalidValue(int id, const char* arg) {
+  const char* name = "?";
+  for (const struct option* opt = kLongOptions; opt->name; ++opt)
+    if (opt->val == id) name = opt->name;
+  return base::Status::Error(
+      "", std::string("invalid value for --") + name + ": '" + (arg ? arg : "") + "'");
+}
+
 // Applies one option with its argument; fails on a bad value.
 base::Status applyOption(int id, const char* arg, SimOptions* o) {
   unsigned long long u = 0;
@@ -130,12 +139,7 @@ base::Status applyOption(int id, const char* arg, SimOptions* o) {
       break;
     default: ok = false; break;
   }
-  if (ok) return base::Status::Ok();
-  const char* name = "?";
-  for (const struct option* opt = kLongOptions; opt->name; ++opt)
-    if (opt->val == id) name = opt->name;
-  return base::Status::Error(
-      "", std::string("invalid value for --") + name + ": '" + (arg ? arg : "") + "'");
+  return ok ? base::Status::Ok() : invalidValue(id, arg);
 }
 
 }  // namespace
