@@ -46,6 +46,9 @@ class JsonTemplateField {
   // Deletes the field's own format (if any) and forgets it.
   void freeFormat();
 
+  // The template this field was read from (not owned).
+  JsonTemplate* owner() const { return owner_; }
+
   unsigned int getTemplateDataPositionForThisField() const { return position_; }
   unsigned int getTemplateDataPositionAfterThisField() const { return position_ + length_; }
 
