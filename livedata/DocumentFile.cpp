@@ -122,6 +122,9 @@ void DocumentFile::close() {
 }
 
 void DocumentFile::noteOutcome(const base::Status& outcome) {
+  // The directory went away between the temporary's creation and the rename:
+  // the cycle is skipped silently, as when the directory cannot be opened.
+  if (!outcome.ok() && outcome.errnum() == ENOENT) return;
   if (!outcome.ok() && !failing_) {
     failing_ = true;
     runtime_log("DocumentFile %s failed, error=%d %s, document may be empty or cut: %s\n",

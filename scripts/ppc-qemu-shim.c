@@ -1,6 +1,6 @@
 /* Test-only helper for running PowerPC programs under qemu-ppc (user mode),
  * preloaded by scripts/ppc-emulate. Never part of the meter's build. It makes
- * up for two places where qemu-ppc 7.2 (Debian 12) differs from a real
+ * up for three places where qemu-ppc 7.2 (Debian 12) differs from a real
  * 32-bit PowerPC running Linux.
  *
  * 1. Thread cancellation. When a thread is cancelled while blocked in a system call, glibc acts
@@ -22,9 +22,21 @@
  * processors executing them as a plain mffs (their extra field was reserved)
  * and then setting the rounding mode itself. QEMU raises SIGILL for them on
  * every 32-bit CPU model. A SIGILL handler performs the mffs and steps over.
+ *
+ * 3. The root directory. "-L PREFIX" (where the target's loader and libraries
+ * are) makes QEMU open PREFIX/NAME for every absolute NAME that exists there,
+ * and "/" always does: open("/") gives the library prefix, so a walk from the
+ * root one directory at a time (base::TrustedDirectory) ends up inside it and
+ * even creates directories there. An open of exactly "/" is made on
+ * /proc/self/root instead, which the prefix has not and which leads to the
+ * real root (following that one link is the point, so O_NOFOLLOW is dropped
+ * for it; O_DIRECTORY still refuses anything but a directory).
  */
 #define _GNU_SOURCE
+#include <dlfcn.h>
 #include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
 #include <pthread.h>
 #include <signal.h>
 #include <string.h>
@@ -111,4 +123,62 @@ int usleep(useconds_t usec) {
     pthread_testcancel();
     if (r != 0) return -1; /* interrupted by a signal handler, as usleep */
   }
+}
+
+/* The mode argument is only there with O_CREAT or O_TMPFILE. */
+static mode_t mode_argument(int flags, va_list args) {
+  return (flags & O_CREAT) != 0 || (flags & O_TMPFILE) == O_TMPFILE ? va_arg(args, mode_t) : 0;
+}
+
+static int is_root(const char* path) { return path != NULL && strcmp(path, "/") == 0; }
+
+static int open_real_root(int flags) {
+  return (int)syscall(SYS_openat, AT_FDCWD, "/proc/self/root", (flags & ~O_NOFOLLOW) | O_LARGEFILE);
+}
+
+typedef int (*openat_function)(int, const char*, int, ...);
+
+static int forward_openat(const char* name, int dirfd, const char* path, int flags, mode_t mode) {
+  openat_function real = (openat_function)dlsym(RTLD_NEXT, name);
+  if (real == NULL) {
+    errno = ENOSYS;
+    return -1;
+  }
+  return real(dirfd, path, flags, mode);
+}
+
+int openat(int dirfd, const char* path, int flags, ...) {
+  va_list args;
+  va_start(args, flags);
+  mode_t mode = mode_argument(flags, args);
+  va_end(args);
+  if (is_root(path)) return open_real_root(flags);
+  return forward_openat("openat", dirfd, path, flags, mode);
+}
+
+int openat64(int dirfd, const char* path, int flags, ...) {
+  va_list args;
+  va_start(args, flags);
+  mode_t mode = mode_argument(flags, args);
+  va_end(args);
+  if (is_root(path)) return open_real_root(flags);
+  return forward_openat("openat64", dirfd, path, flags, mode);
+}
+
+int open(const char* path, int flags, ...) {
+  va_list args;
+  va_start(args, flags);
+  mode_t mode = mode_argument(flags, args);
+  va_end(args);
+  if (is_root(path)) return open_real_root(flags);
+  return forward_openat("openat", AT_FDCWD, path, flags, mode);
+}
+
+int open64(const char* path, int flags, ...) {
+  va_list args;
+  va_start(args, flags);
+  mode_t mode = mode_argument(flags, args);
+  va_end(args);
+  if (is_root(path)) return open_real_root(flags);
+  return forward_openat("openat64", AT_FDCWD, path, flags, mode);
 }

@@ -17,6 +17,7 @@
 #include <chrono>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "hoststore/HostDatamap.h"
@@ -74,19 +75,29 @@ std::vector<pid_t> runningDaemons() {
 // Kills a detached daemon (not a child of the test) when the test ends.
 class DetachedGuard {
  public:
-  ~DetachedGuard() { killNow(); }
+  // marker: an environment entry only the daemon of this test carries; it
+  // finds the daemon when no pid file told its pid.
+  explicit DetachedGuard(std::string marker) : marker_(std::move(marker)) {}
+  ~DetachedGuard() {
+    killNow();
+    for (pid_t pid : testsupport::processesWithEnvironmentEntry(marker_)) end(pid);
+  }
   void watch(pid_t pid) { pid_ = pid; }
   void killNow() {
-    if (pid_ <= 0) return;
-    kill(pid_, SIGTERM);
-    if (!waitFor([this] { return !processAlive(pid_); }, std::chrono::seconds(5))) {
-      kill(pid_, SIGKILL);
-      waitFor([this] { return !processAlive(pid_); }, std::chrono::seconds(5));
-    }
+    if (pid_ > 0) end(pid_);
     pid_ = -1;
   }
 
  private:
+  static void end(pid_t pid) {
+    kill(pid, SIGTERM);
+    if (!waitFor([pid] { return !processAlive(pid); }, std::chrono::seconds(5))) {
+      kill(pid, SIGKILL);
+      waitFor([pid] { return !processAlive(pid); }, std::chrono::seconds(5));
+    }
+  }
+
+  std::string marker_;
   pid_t pid_ = -1;
 };
 
@@ -336,7 +347,7 @@ TEST_F(DaemonE2E, DaemonizesWithoutDebug) {
   writeRuntime("<daemonize enable=\"yes\" pid_file=\"" + pidPath() + "\"/>\n"
                "<heartbeat enable=\"no\" interval=\"1\"/>\n");
   createMap(kCatalog);
-  DetachedGuard guard;
+  DetachedGuard guard("DATAMAP_FILE=" + mapPath());
   ChildProcess child;
   ASSERT_TRUE(start(child, {}));
   std::string text;

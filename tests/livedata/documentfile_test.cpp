@@ -166,8 +166,9 @@ class DocumentWriteFailure : public ::testing::Test {
     ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &limit));
   }
   void liftLimit() { ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &saved_)); }
-  void writeCycle(DocumentFile& doc, const std::string& text) {
-    ASSERT_TRUE(doc.open(docPath_.c_str()));
+  void writeCycle(DocumentFile& doc, const std::string& text) { writeCycleAt(doc, docPath_, text); }
+  void writeCycleAt(DocumentFile& doc, const std::string& path, const std::string& text) {
+    ASSERT_TRUE(doc.open(path.c_str()));
     doc.append(text.c_str());
     doc.close();
   }
@@ -207,6 +208,23 @@ TEST_F(DocumentWriteFailure, SuccessfulWritesLogNothing) {
   writeCycle(doc, "one\n");
   writeCycle(doc, "two\n");
   EXPECT_FALSE(doc.isFailing());
+  EXPECT_EQ("", logText());
+}
+
+TEST_F(DocumentWriteFailure, DirectoryRemovedDuringTheWriteSkipsTheCycleSilently) {
+  const std::string folder = dir_.file("out");
+  testsupport::makeDirs(folder);
+  const std::string path = folder + "/a.json";
+  DocumentFile doc;
+  ASSERT_TRUE(doc.open(path.c_str()));
+  doc.append("lost\n");
+  testsupport::removeTree(folder);
+  doc.close();
+  EXPECT_FALSE(doc.isFailing());
+  EXPECT_EQ("", logText());
+  testsupport::makeDirs(folder);
+  writeCycleAt(doc, path, "back\n");
+  EXPECT_EQ("back\n", testsupport::readFile(path));
   EXPECT_EQ("", logText());
 }
 

@@ -182,6 +182,28 @@ bool otherDaemonRunning() {
   return found;
 }
 
+std::vector<pid_t> processesWithEnvironmentEntry(const std::string& entry) {
+  std::vector<pid_t> found;
+  DIR* proc = opendir("/proc");
+  if (proc == nullptr) return found;
+  const std::string wanted = std::string(1, '\0') + entry + std::string(1, '\0');
+  while (struct dirent* item = readdir(proc)) {
+    pid_t pid = static_cast<pid_t>(atoi(item->d_name));
+    if (pid <= 0 || pid == getpid()) continue;
+    const std::string base = "/proc/" + std::to_string(pid);
+    std::string environment;
+    std::string stat;
+    if (testsupport::readFileIfExists(base + "/environ", &environment) &&
+        ('\0' + environment).find(wanted) != std::string::npos &&
+        testsupport::readFileIfExists(base + "/stat", &stat) &&
+        stat.find(") Z") == std::string::npos) {
+      found.push_back(pid);
+    }
+  }
+  closedir(proc);
+  return found;
+}
+
 std::string foregroundRuntimeXml(int intervalMs) {
   const std::string every = "interval=\"" + std::to_string(intervalMs) + "\"/>\n";
   return "<?xml version=\"1.0\"?>\n<livedata_update_run_time>\n"

@@ -45,6 +45,10 @@ int openDescriptors(pid_t pid);
 // True while a livedata_update other than the caller (and not a zombie) runs on
 // the machine: the daemon refuses to start beside it.
 bool otherDaemonRunning();
+// Processes (not zombies, not the caller) whose environment holds exactly the
+// entry "NAME=VALUE": how a test finds a daemon it started that detached
+// without telling its pid.
+std::vector<pid_t> processesWithEnvironmentEntry(const std::string& entry);
 
 class TempDir;
 
