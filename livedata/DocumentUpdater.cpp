@@ -1,11 +1,12 @@
 #include "livedata/DocumentUpdater.h"
+#include "livedata/SharedKeys.h"
 
 #include <stdio.h>
 
 DocumentUpdater::FrameMessages DocumentUpdater::kCommonFrameMessages = {
-    "dm_read_STRING error on \"dev.designation\" with error code= ",
-    "dm_read_timestamp_b8 error on \"reading.time.ltc\" with error code= ",
-    "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ",
+    "dm_read_STRING error on \"%s\" with error code= ",
+    "dm_read_timestamp_b8 error on \"%s\" with error code= ",
+    "dm_read_timestamp_b8 error on \"%s\" with error code= ",
 };
 
 DocumentUpdater::DocumentUpdater(uint32_t debugBits, DebugTexts texts, size_t expectedSize)
@@ -42,7 +43,7 @@ std::string DocumentUpdater::displayData() {
 }
 
 void DocumentUpdater::addFrameKeys(FrameMessages messages) {
-  keys_.add(frame_.designation, "dev.designation", messages[0]);
-  keys_.add(frame_.dateTime, "reading.time.ltc", messages[1]);
-  keys_.add(frame_.powerOnTime, "sys.ontime", messages[2]);
+  keys_.addKeyed(frame_.designation, sharedkeys::kDesignation, messages[0]);
+  keys_.addKeyed(frame_.dateTime, sharedkeys::kClock, messages[1]);
+  keys_.addKeyed(frame_.powerOnTime, sharedkeys::kPowerOnTime, messages[2]);
 }

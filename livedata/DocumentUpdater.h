@@ -30,7 +30,8 @@ class DocumentUpdater : public LiveData {
     const char* init;
     const char* display;
   };
-  // Read error messages of the frame keys: designation, meter time, power-on time.
+  // Read error formats of the frame keys (designation, meter time, power-on
+  // time); the one "%s" of each takes the key.
   using FrameMessages = const char* const[3];
   // The messages most updaters print.
   static FrameMessages kCommonFrameMessages;

@@ -138,47 +138,30 @@ static int open_real_root(int flags) {
 
 typedef int (*openat_function)(int, const char*, int, ...);
 
-static int forward_openat(const char* name, int dirfd, const char* path, int flags, mode_t mode) {
-  openat_function real = (openat_function)dlsym(RTLD_NEXT, name);
-  if (real == NULL) {
+/* An open of exactly "/" reaches the real root; any other goes to the C
+ * library's function named real. */
+static int open_at(const char* real, int dirfd, const char* path, int flags, mode_t mode) {
+  if (is_root(path)) return open_real_root(flags);
+  openat_function next = (openat_function)dlsym(RTLD_NEXT, real);
+  if (next == NULL) {
     errno = ENOSYS;
     return -1;
   }
-  return real(dirfd, path, flags, mode);
+  return next(dirfd, path, flags, mode);
 }
 
-int openat(int dirfd, const char* path, int flags, ...) {
-  va_list args;
-  va_start(args, flags);
-  mode_t mode = mode_argument(flags, args);
-  va_end(args);
-  if (is_root(path)) return open_real_root(flags);
-  return forward_openat("openat", dirfd, path, flags, mode);
-}
+/* The four entry points differ only in name and in whether a directory is
+ * given. */
+#define OPEN_WRAPPER(declaration, real, dirfd)   \
+  int declaration {                              \
+    va_list args;                                \
+    va_start(args, flags);                       \
+    mode_t mode = mode_argument(flags, args);    \
+    va_end(args);                                \
+    return open_at(real, dirfd, path, flags, mode); \
+  }
 
-int openat64(int dirfd, const char* path, int flags, ...) {
-  va_list args;
-  va_start(args, flags);
-  mode_t mode = mode_argument(flags, args);
-  va_end(args);
-  if (is_root(path)) return open_real_root(flags);
-  return forward_openat("openat64", dirfd, path, flags, mode);
-}
-
-int open(const char* path, int flags, ...) {
-  va_list args;
-  va_start(args, flags);
-  mode_t mode = mode_argument(flags, args);
-  va_end(args);
-  if (is_root(path)) return open_real_root(flags);
-  return forward_openat("openat", AT_FDCWD, path, flags, mode);
-}
-
-int open64(const char* path, int flags, ...) {
-  va_list args;
-  va_start(args, flags);
-  mode_t mode = mode_argument(flags, args);
-  va_end(args);
-  if (is_root(path)) return open_real_root(flags);
-  return forward_openat("openat64", AT_FDCWD, path, flags, mode);
-}
+OPEN_WRAPPER(openat(int dirfd, const char* path, int flags, ...), "openat", dirfd)
+OPEN_WRAPPER(openat64(int dirfd, const char* path, int flags, ...), "openat64", dirfd)
+OPEN_WRAPPER(open(const char* path, int flags, ...), "openat", AT_FDCWD)
+OPEN_WRAPPER(open64(const char* path, int flags, ...), "openat64", AT_FDCWD)

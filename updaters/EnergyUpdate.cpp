@@ -3,21 +3,20 @@
 #include <string.h>
 
 #include "livedata/Globals.h"
+#include "livedata/SharedKeys.h"
 #include "platform/meter_blocks.h"
 #include "updaters/FactorySettingsFile.h"
 
 namespace {
 
 // A flt64 key: the key looked up, the key its lookup error names and the key
-// its read error names (kFloatReadMessage); null names the key itself. The
+// its read error names (sharedkeys::kFlt64KeyFormat); null names the key itself. The
 // differing names are part of the output.
 struct FloatKey {
   const char* key;
   const char* lookupName;
   const char* messageName;
 };
-
-constexpr char kFloatReadMessage[] = "dm_read_flt64 error on key \"%s\" with error code= ";
 
 const FloatKey kFloatKeyTable[EnergyUpdate::kFloatKeys] = {
     {"reading.1sec.energy.qhr.pos.total.sec", nullptr, nullptr},
@@ -67,9 +66,9 @@ const int kFloatReadOrder[EnergyUpdate::kFloatKeys] = {0,  1,  3,  2,  4,  5,  6
 
 // The frame keys' read errors name the flt64 read: the firmware's texts.
 const char* const kEnergyFrameMessages[3] = {
-    "dm_read_flt64 error on \"dev.designation\" with error code= ",
-    "dm_read_flt64 error on \"reading.time.ltc\" with error code= ",
-    "dm_read_flt64 error on \"sys.ontime\" with error code= ",
+    "dm_read_flt64 error on \"%s\" with error code= ",
+    "dm_read_flt64 error on \"%s\" with error code= ",
+    "dm_read_flt64 error on \"%s\" with error code= ",
 };
 
 // Byte positions of the text fields of shared_meter_data1, in output order.
@@ -122,7 +121,7 @@ void EnergyUpdate::addFloatKeys() {
   for (int i : kFloatReadOrder) {
     const FloatKey& row = kFloatKeyTable[i];
     const char* named = row.messageName != nullptr ? row.messageName : row.key;
-    keys().addRead(floats_[i], keys().keepf(kFloatReadMessage, named));
+    keys().addRead(floats_[i], keys().keepf(sharedkeys::kFlt64KeyFormat, named));
   }
 }
 

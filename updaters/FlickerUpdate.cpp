@@ -1,6 +1,7 @@
 #include "updaters/FlickerUpdate.h"
 
 #include "livedata/Globals.h"
+#include "livedata/SharedKeys.h"
 #include "livedata/Timestamp.h"
 
 namespace {
@@ -49,11 +50,11 @@ FlickerUpdate::~FlickerUpdate() { stop(); }
 void FlickerUpdate::addPlainKeys() {
   DmKeyTable& k = keys();
   k.addLookup(resetPeakTime_, "sys.timestamp.reset_flicker_peak");
-  k.addLookup(runtimeTime_, "reading.time.ltc");
+  k.addLookup(runtimeTime_, sharedkeys::kClock);
   k.addLookup(pstCountdown_, "reading.flicker.countdown_sec.pst");
   k.addLookup(pltCountdown_, "reading.flicker.countdown_sec.plt");
   k.addLookup(frequencyType_, "sys.enumeration.frequency_type");
-  k.addLookup(frequency_, "reading.1sec.freq");
+  k.addLookup(frequency_, sharedkeys::kFrequency);
   k.addLookup(nominalVoltage_, "setting.en50160.nominal_voltage");
   for (int p = 0; p < 3; ++p) k.addLookup(pinst_[p], kPinstKeys[p]);
   for (int p = 0; p < 3; ++p) voltages_.addLookup(k, Voltages::kPhaseToNeutral, p);

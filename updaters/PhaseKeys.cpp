@@ -1,4 +1,5 @@
 #include "updaters/PhaseKeys.h"
+#include "livedata/SharedKeys.h"
 
 namespace {
 
@@ -43,9 +44,9 @@ const int kReadGroups[3][5] = {
 }  // namespace
 
 const char* const PhaseKeys::kFrameMessages[3] = {
-    "dm_read_STRING error on \"dev.designation\" with error code= ",
-    "dm_read_timestamp_b8error on \"reading.time.ltc\" with error code= ",
-    "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= ",
+    "dm_read_STRING error on \"%s\" with error code= ",
+    "dm_read_timestamp_b8error on \"%s\" with error code= ",
+    "dm_read_timestamp_b8 error on \"%s\" with error code= ",
 };
 
 void PhaseKeys::addLookups(DmKeyTable& table, Phase* phases, bool withPowers) {
@@ -73,8 +74,7 @@ void PhaseKeys::addReads(DmKeyTable& table, Phase* phases, bool withPowers) {
 
 void PhaseKeys::addFrequencyAndPhases(DmKeyTable& table, DmKey<double>& frequency, Phase* phases,
                                       bool withPowers) {
-  table.addKeyed(frequency, "reading.1sec.freq",
-                 "dm_read_flt64 error on key \"%s\" with error code= ");
+  table.addKeyed(frequency, sharedkeys::kFrequency, sharedkeys::kFlt64KeyFormat);
   addLookups(table, phases, withPowers);
   addReads(table, phases, withPowers);
 }

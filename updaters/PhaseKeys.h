@@ -23,7 +23,7 @@ class PhaseKeys {
     DmKey<double> currentAngle;
   };
 
-  // Read messages of the frame keys on both pages; the meter time's lacks the
+  // Read error formats of the frame keys on both pages; the meter time's lacks the
   // blank before "error" (the firmware's text).
   static const char* const kFrameMessages[3];
 

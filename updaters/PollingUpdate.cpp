@@ -4,6 +4,7 @@
 
 #include "livedata/Globals.h"
 #include "livedata/RuntimeLog.h"
+#include "livedata/SharedKeys.h"
 #include "platform/common_api.h"
 
 namespace {
@@ -53,6 +54,9 @@ const int kVoltPeakOrder[8] = {0, 1, 1, 2, 3, 4, 5, 6};
 const int kCurrentOrder[5] = {0, 1, 2, 3, 4};
 const int kPowerOrder[4] = {0, 1, 2, 3};
 
+// The sampler's key: looked up with the others, read by the sampler thread.
+constexpr char kDiginKey[] = "reading.digin.flag";
+
 const char* const kHookupLine[5] = {
     "\"hookup\":\"Wye\",\n",          "\"hookup\":\"Delta 3CTs\",\n",
     "\"hookup\":\"Delta 2CTs\",\n",   "\"hookup\":\"2.5 Element WYE\",\n",
@@ -67,11 +71,11 @@ PollingUpdate::PollingUpdate()
       ledWaiter_("PollingUpdate") {
   DmKeyTable& k = keys();
   // The sampler's key first; its index is handed to the sampler after resolve().
-  k.addLookup(diginLookup_, "reading.digin.flag");
+  k.addLookup(diginLookup_, kDiginKey);
   // Before the channels: the thermal flag is looked up first and read second.
   k.addLookup(thermalValid_, "posmin.valid.thermal.freq");
-  k.addLookup(frequency_, "reading.1sec.freq");
-  k.addRead(frequency_, "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= ");
+  k.addLookup(frequency_, sharedkeys::kFrequency);
+  k.addReadOfKey(frequency_, sharedkeys::kFlt64KeyFormat);
   k.addRead(thermalValid_,
             "dm_read_flt64 error on key \"posmin.valid.thermal.freq\" with error code= ");
   addChannelLookups();
@@ -306,10 +310,8 @@ int PollingUpdate::led_thread() {
     int status =
         dm_read_uint16(&dm, diginIndex_.load(std::memory_order_relaxed), &value, 0, &scratch);
     if (status < 0) {
-      fprintf(stderr, "dm_read_uint16 error on key \"reading.digin.flag\" with error code=%d\n",
-              status);
-      runtime_log("dm_read_uint16 error on key \"reading.digin.flag\" with error code=%d\n",
-                  status);
+      fprintf(stderr, "dm_read_uint16 error on key \"%s\" with error code=%d\n", kDiginKey, status);
+      runtime_log("dm_read_uint16 error on key \"%s\" with error code=%d\n", kDiginKey, status);
     } else {
       samples_[slot].store(value, std::memory_order_relaxed);
     }

@@ -5,6 +5,7 @@
 
 #include "livedata/DecimalDigits.h"
 #include "livedata/Globals.h"
+#include "livedata/SharedKeys.h"
 #include "platform/meter_blocks.h"
 
 namespace {
@@ -58,8 +59,7 @@ const HarmonicArray kHarmonicArrays[12] = {
 ThdUpdate::ThdUpdate()
     : DocumentUpdater(kDebugThd, {"ThdUpdate init...\n", "ThdUpdate displayData...\n"}, 16384) {
   DmKeyTable& k = keys();
-  k.addKeyed(frequency_, "reading.1sec.freq",
-             "dm_read_flt64 error on key \"%s\" with error code= ");
+  k.addKeyed(frequency_, sharedkeys::kFrequency, sharedkeys::kFlt64KeyFormat);
   // Lookups: per phase the phase-to-neutral key, the distortion keys and the
   // phase-to-phase key; then per phase the current and its distortion keys.
   for (int p = 0; p < 3; ++p) {

@@ -154,50 +154,25 @@ int dm_wait_synch(DM_SYS_DATA_BLOK_USER*, int, unsigned int* result) {
   return 0;
 }
 
-int dm_read_flt64(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, double* value, unsigned long long,
-                  unsigned int*) {
-  return readNumber(dm, index, value);
-}
+// Every typed read is the same checked read of the entry as its own type; the
+// time-out and status arguments have no meaning on the host.
+#define LDU_DM_READ(name, type)                                                            \
+  int name(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, type* value, unsigned long long, \
+           unsigned int*) {                                                                \
+    return readNumber(dm, index, value);                                                   \
+  }
 
-int dm_read_flt32(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, float* value, unsigned long long,
-                  unsigned int*) {
-  return readNumber(dm, index, value);
-}
+LDU_DM_READ(dm_read_flt64, double)
+LDU_DM_READ(dm_read_flt32, float)
+LDU_DM_READ(dm_read_uint16, unsigned short)
+LDU_DM_READ(dm_read_uint32, unsigned int)
+LDU_DM_READ(dm_read_uint64, unsigned long long)
+LDU_DM_READ(dm_read_sint16, short)
+LDU_DM_READ(dm_read_sint32, int)
+LDU_DM_READ(dm_read_sint64, long long)
+LDU_DM_READ(dm_read_boolean, bool)
 
-int dm_read_uint16(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, unsigned short* value,
-                   unsigned long long, unsigned int*) {
-  return readNumber(dm, index, value);
-}
-
-int dm_read_uint32(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, unsigned int* value,
-                   unsigned long long, unsigned int*) {
-  return readNumber(dm, index, value);
-}
-
-int dm_read_uint64(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, unsigned long long* value,
-                   unsigned long long, unsigned int*) {
-  return readNumber(dm, index, value);
-}
-
-int dm_read_sint16(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, short* value, unsigned long long,
-                   unsigned int*) {
-  return readNumber(dm, index, value);
-}
-
-int dm_read_sint32(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, int* value, unsigned long long,
-                   unsigned int*) {
-  return readNumber(dm, index, value);
-}
-
-int dm_read_sint64(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, long long* value,
-                   unsigned long long, unsigned int*) {
-  return readNumber(dm, index, value);
-}
-
-int dm_read_boolean(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, bool* value, unsigned long long,
-                    unsigned int*) {
-  return readNumber(dm, index, value);
-}
+#undef LDU_DM_READ
 
 int dm_read_STRING(DM_SYS_DATA_BLOK_USER* dm, unsigned int index, char* value, unsigned long long,
                    unsigned int*) {
