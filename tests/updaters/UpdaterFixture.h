@@ -12,6 +12,7 @@
 #include <gtest/gtest.h>
 #include <stdint.h>
 #include <stdlib.h>
+#include <unistd.h>
 
 #include <memory>
 #include <string>
@@ -88,6 +89,47 @@ class UpdaterFixture : public ::testing::Test {
     EXPECT_EQ("", updater_->displayData());
     if (stderrText != nullptr) *stderrText = err->finish();
     return testsupport::readFile(updater_->getJsonFile());
+  }
+
+  // Makes every read of every key in the map fail with code.
+  void failEveryKey(int code) {
+    for (const auto& entry : map_->writer().list()) map_->fail(entry.key, code);
+  }
+
+  // With debug on and debugMask set to mask: init() and one cycle; returns what
+  // they printed on standard output.
+  std::string debugLines(uint32_t mask) {
+    debug = true;
+    debugMask = mask;
+    testsupport::StreamCapture out(1);
+    updater_->init();
+    cycle();
+    return out.finish();
+  }
+
+  // One displayData; returns what it printed on standard error.
+  std::string displayErrors() {
+    testsupport::StreamCapture err(2);
+    updater_->displayData();
+    return err.finish();
+  }
+
+  // Points the updater at dir_/out/<name> and expects a display to print and
+  // write nothing while out is missing and while it is a file; then makes out a
+  // directory, displays once more and returns the document's path.
+  std::string displayAfterBadDirectories(const std::string& name) {
+    const std::string out = dir_.file("out");
+    const std::string path = out + "/" + name;
+    updater_->setJsonFile(path.c_str());
+    updater_->getData();
+    EXPECT_EQ("", displayErrors());
+    EXPECT_FALSE(testsupport::fileExists(path));
+    testsupport::writeFile(out, "a file where the directory belongs");
+    EXPECT_EQ("", displayErrors());
+    unlink(out.c_str());
+    testsupport::makeDirs(out);
+    updater_->displayData();
+    return path;
   }
 
   testsupport::TempDir dir_;

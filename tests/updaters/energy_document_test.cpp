@@ -191,74 +191,72 @@ TEST_F(EnergyDocumentTest, LookupFailuresUseTheTableTexts) {
       errors);
 }
 
+// What a cycle prints when every read fails with -7: each key's own text, and
+// key 21's unresolved entry still failing with -3.
+const char kEveryReadFailedErrors[] =
+    "dm_read_flt64 error on key \"reading.1sec.energy.qhr.pos.total.sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.qhr.neg.total.sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q23_sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q14_sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.varhr.total.q12_sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.varhr.total.q34_sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.vahr.total.q1234\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q23_sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q14_sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_varhr.total.q12_sec\" with error "
+    "code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_varhr.total.q34_sec\" with error "
+    "code= -7\n"
+    "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_vahr.total.q1234\" with error "
+    "code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.watt.q14\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.watt.q14.sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.watt.q23\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.watt.q23.sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.var.q12\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.var.q34.sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.var.q34\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.var.q34.sec\" with error code= -7\n"
+    "dm_read_flt64 error on key \"core.interval.demand.va.total.total\" with error code= -3\n"
+    "dm_read_flt64 error on key \"core.interval.demand.va.total.total.sec\" with error code= "
+    "-7\n"
+    "dm_read_uint64 error on \"accumulator[0]\" with error code= -7\n"
+    "dm_read_uint64 error on \"accumulator[1]\" with error code= -7\n"
+    "dm_read_uint64 error on \"accumulator[2]\" with error code= -7\n"
+    "dm_read_uint64 error on \"accumulator[3]\" with error code= -7\n"
+    "dm_read_uint64 error on \"accumulator[4]\" with error code= -7\n"
+    "dm_read_uint64 error on \"accumulator[5]\" with error code= -7\n"
+    "dm_read_uint64 error on \"accumulator[6]\" with error code= -7\n"
+    "dm_read_uint64 error on \"accumulator[7]\" with error code= -7\n"
+    "dm_read_uint64 error on \"aggregator[0]\" with error code= -7\n"
+    "dm_read_uint64 error on \"aggregator[1]\" with error code= -7\n"
+    "dm_read_uint64 error on \"aggregator[2]\" with error code= -7\n"
+    "dm_read_uint64 error on \"aggregator[3]\" with error code= -7\n"
+    "dm_read_flt64 error on key \"posmax.demand.current.watt.total\" with error code= -7\n"
+    "dm_read_flt64 error on \"posmax.valid.demand.current.watt.total\" key with error code= -7\n"
+    "dm_read_flt64 error on \"posmax.timestamp.demand.current.watt.total\" with error code= -7\n"
+    "dm_read_flt64 error on key \"negmax.demand.current.watt.total\" with error code= -7\n"
+    "dm_read_flt64 error on \"negmax.valid.demand.current.watt.total\" key with error code= -7\n"
+    "dm_read_flt64 error on \"negmax.timestamp.demand.current.watt.total\" with error code= -7\n"
+    "dm_read_flt64 error on \"dev.designation\" with error code= -7\n"
+    "dm_read_flt64 error on \"reading.time.ltc\" with error code= -7\n"
+    "dm_read_flt64 error on \"sys.ontime\" with error code= -7\n"
+    "dm_read_flt64 error on \"sys.timestamp.reset_energy\" with error code= -7\n"
+    "dm_read_flt64 error on \"sys.timestamp.reset_hsi_accumulator\" with error code= -7\n"
+    "dm_read_flt64 error on \"sys.timestamp.reset_demand_peak\" with error code= -7\n"
+    "dm_read_uint32 error on dev.pt.pn.ratio with error code= -7\n"
+    "dm_read_uint32 error on dev.ct.abc.ratio with error code= -7\n";
+
 TEST_F(EnergyDocumentTest, EveryReadFaultHasItsMessageAndKeepsTheOldValue) {
   start();
   std::string good = cycle();
-  std::istringstream in(energy_test::catalog());
-  std::string line;
-  while (std::getline(in, line)) {
-    if (line.empty() || line[0] == '#') continue;
-    map_->fail(line.substr(0, line.find(' ')), -7);
-  }
+  failEveryKey(-7);
   map_->set("reading.1sec.energy.qhr.pos.total.sec", "9");
   map_->set("dev.designation", "other");
   map_->set("dev.pt.pn.ratio", "100");
   std::string errors;
   EXPECT_EQ(good, cycle(&errors));
-  EXPECT_EQ(
-      "dm_read_flt64 error on key \"reading.1sec.energy.qhr.pos.total.sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.qhr.neg.total.sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q23_sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q14_sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.varhr.total.q12_sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.varhr.total.q34_sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.vahr.total.q1234\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q23_sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.watthr.total.q14_sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_varhr.total.q12_sec\" with error "
-      "code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_varhr.total.q34_sec\" with error "
-      "code= -7\n"
-      "dm_read_flt64 error on key \"reading.1sec.energy.uncomp_vahr.total.q1234\" with error "
-      "code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.watt.q14\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.watt.q14.sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.watt.q23\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.watt.q23.sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.var.q12\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.var.q34.sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.var.q34\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.var.q34.sec\" with error code= -7\n"
-      "dm_read_flt64 error on key \"core.interval.demand.va.total.total\" with error code= -3\n"
-      "dm_read_flt64 error on key \"core.interval.demand.va.total.total.sec\" with error code= "
-      "-7\n"
-      "dm_read_uint64 error on \"accumulator[0]\" with error code= -7\n"
-      "dm_read_uint64 error on \"accumulator[1]\" with error code= -7\n"
-      "dm_read_uint64 error on \"accumulator[2]\" with error code= -7\n"
-      "dm_read_uint64 error on \"accumulator[3]\" with error code= -7\n"
-      "dm_read_uint64 error on \"accumulator[4]\" with error code= -7\n"
-      "dm_read_uint64 error on \"accumulator[5]\" with error code= -7\n"
-      "dm_read_uint64 error on \"accumulator[6]\" with error code= -7\n"
-      "dm_read_uint64 error on \"accumulator[7]\" with error code= -7\n"
-      "dm_read_uint64 error on \"aggregator[0]\" with error code= -7\n"
-      "dm_read_uint64 error on \"aggregator[1]\" with error code= -7\n"
-      "dm_read_uint64 error on \"aggregator[2]\" with error code= -7\n"
-      "dm_read_uint64 error on \"aggregator[3]\" with error code= -7\n"
-      "dm_read_flt64 error on key \"posmax.demand.current.watt.total\" with error code= -7\n"
-      "dm_read_flt64 error on \"posmax.valid.demand.current.watt.total\" key with error code= -7\n"
-      "dm_read_flt64 error on \"posmax.timestamp.demand.current.watt.total\" with error code= -7\n"
-      "dm_read_flt64 error on key \"negmax.demand.current.watt.total\" with error code= -7\n"
-      "dm_read_flt64 error on \"negmax.valid.demand.current.watt.total\" key with error code= -7\n"
-      "dm_read_flt64 error on \"negmax.timestamp.demand.current.watt.total\" with error code= -7\n"
-      "dm_read_flt64 error on \"dev.designation\" with error code= -7\n"
-      "dm_read_flt64 error on \"reading.time.ltc\" with error code= -7\n"
-      "dm_read_flt64 error on \"sys.ontime\" with error code= -7\n"
-      "dm_read_flt64 error on \"sys.timestamp.reset_energy\" with error code= -7\n"
-      "dm_read_flt64 error on \"sys.timestamp.reset_hsi_accumulator\" with error code= -7\n"
-      "dm_read_flt64 error on \"sys.timestamp.reset_demand_peak\" with error code= -7\n"
-      "dm_read_uint32 error on dev.pt.pn.ratio with error code= -7\n"
-      "dm_read_uint32 error on dev.ct.abc.ratio with error code= -7\n",
-      errors);
+  EXPECT_EQ(kEveryReadFailedErrors, errors);
 }
 
 TEST_F(EnergyDocumentTest, SteadyStateAndChangedValues) {
@@ -303,25 +301,7 @@ TEST_F(EnergyDocumentTest, MonthFirstTimestampsAndZeroTimestamps) {
 
 TEST_F(EnergyDocumentTest, BadDirectorySkipsSilentlyThenWrites) {
   start();
-  std::string json = dir_.file("out");
-  std::string path = json + "/energy_data.json";
-  updater_->setJsonFile(path.c_str());
-  updater_->getData();
-  {
-    StreamCapture err(2);
-    updater_->displayData();
-    EXPECT_EQ("", err.finish());
-  }
-  EXPECT_FALSE(testsupport::fileExists(path));
-  testsupport::writeFile(json, "not a directory");
-  {
-    StreamCapture err(2);
-    updater_->displayData();
-    EXPECT_EQ("", err.finish());
-  }
-  unlink(json.c_str());
-  testsupport::makeDirs(json);
-  updater_->displayData();
+  const std::string path = displayAfterBadDirectories("energy_data.json");
   EXPECT_EQ(document(), readFile(path));
 }
 

@@ -58,8 +58,6 @@ bool parseJson(const std::string& path, nlohmann::json* out) {
   return !out->is_discarded();
 }
 
-
-
 class EnergyPollingE2E : public ::testing::Test {
  protected:
   void SetUp() override {
@@ -98,78 +96,114 @@ class EnergyPollingE2E : public ::testing::Test {
     return testsupport::runProcess(argv, options(input));
   }
 
+  std::string documentPath(const std::string& name) const { return jsonDir() + "/" + name; }
+
+  // Waits (20 s at most) until the document parses as JSON.
+  bool waitForJson(const std::string& name, nlohmann::json* out) {
+    return waitFor([&] { return parseJson(documentPath(name), out); }, std::chrono::seconds(20));
+  }
+
+  // The map from both catalogues, with a factory record in block 2.
+  void createMap() {
+    ASSERT_EQ(0, dmtool({"create", dir_.file("catalog.txt")}).exitCode);
+    std::vector<unsigned char> record = energy_test::factoryRecord("0000001234567890", "ACME");
+    ASSERT_EQ(
+        0,
+        dmtool({"write-block", "2", "59904"}, std::string(record.begin(), record.end())).exitCode);
+  }
+
+  // Starts the daemon once no other daemon runs; retries when one slipped in
+  // between (the daemon then ends within 500 ms).
+  void startDaemon() {
+    bool started = false;
+    for (int attempt = 0; attempt < 5 && !started; ++attempt) {
+      ASSERT_TRUE(
+          waitFor([] { return !testsupport::otherDaemonRunning(); }, std::chrono::seconds(120)))
+          << "another livedata_update keeps running";
+      ASSERT_TRUE(daemon_.start(
+          {testsupport::stagedProgram("sbin/livedata_update"), "-p", dir_.file("run/pid.txt")},
+          options()));
+      started = !waitFor([&] { return !daemon_.running(); }, std::chrono::milliseconds(500));
+    }
+    ASSERT_TRUE(started) << daemon_.err();
+  }
+
+  // The first documents carry the catalogues' values and the factory record.
+  void expectFirstDocuments() {
+    nlohmann::json energy, factory, polling;
+    ASSERT_TRUE(waitForJson("energy_data.json", &energy))
+        << daemon_.err() << testsupport::readFile(documentPath("energy_data.json"));
+    ASSERT_TRUE(waitForJson("meter_factory_setting.json", &factory));
+    ASSERT_TRUE(waitForJson("polling_data.json", &polling));
+    EXPECT_EQ("1250000.000", energy["maxdemand"][0]);
+    EXPECT_EQ("1000.125", energy["energyblock"][1]);
+    EXPECT_EQ("good", factory["_status"]);
+    EXPECT_EQ("1234567890", factory["serial_number"]);
+    EXPECT_EQ("ACME", factory["oem_string"]);
+    EXPECT_EQ("60.125 Hz", polling["frequency"]);
+    EXPECT_EQ(28u, polling["volts"].size());
+    EXPECT_EQ("Wye", polling["hookup"]);
+  }
+
+  // Values set with dmtool reach both documents within two periods; the time
+  // they took is recorded as follow_ms.
+  void expectDocumentsFollowDmtoolSet() {
+    ASSERT_EQ(0, dmtool({"set", "reading.1sec.freq", "59.5", "posmax.demand.current.watt.total",
+                         "3000", "reading.digin.flag", "0x0300"})
+                     .exitCode);
+    auto changed = std::chrono::steady_clock::now();
+    // Two periods plus one cycle and the file write; generous for a loaded machine.
+    auto deadline = std::chrono::milliseconds(2 * kPeriodMs + 800);
+    nlohmann::json energy, polling;
+    EXPECT_TRUE(waitFor(
+        [&] {
+          return parseJson(documentPath("polling_data.json"), &polling) &&
+                 polling["frequency"] == "59.500 Hz";
+        },
+        deadline));
+    EXPECT_TRUE(waitFor(
+        [&] {
+          return parseJson(documentPath("energy_data.json"), &energy) &&
+                 energy["maxdemand"][0] == "3000.000";
+        },
+        deadline));
+    RecordProperty("follow_ms",
+                   std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(
+                                      std::chrono::steady_clock::now() - changed)
+                                      .count()));
+  }
+
+  // The sampler takes five samples per polling period: the digital inputs set
+  // with dmtool show in all five.
+  void expectSamplesOfTheDigitalInputs() {
+    nlohmann::json polling;
+    EXPECT_TRUE(waitFor(
+        [&] {
+          return parseJson(documentPath("polling_data.json"), &polling) &&
+                 polling["digins"] == nlohmann::json::array({"3", "3", "3", "3", "3"});
+        },
+        std::chrono::seconds(5)));
+  }
+
   TempDir dir_;
+  ChildProcess daemon_;
 };
 
 TEST_F(EnergyPollingE2E, DocumentsAppearParseAndFollowChanges) {
-  ASSERT_EQ(0, dmtool({"create", dir_.file("catalog.txt")}).exitCode);
-  std::vector<unsigned char> record = energy_test::factoryRecord("0000001234567890", "ACME");
-  ASSERT_EQ(0, dmtool({"write-block", "2", "59904"},
-                      std::string(record.begin(), record.end()))
-                   .exitCode);
-
-  ChildProcess daemon;
-  // Start once no other daemon runs; retry when one slipped in between.
-  bool started = false;
-  for (int attempt = 0; attempt < 5 && !started; ++attempt) {
-    ASSERT_TRUE(waitFor([] { return !testsupport::otherDaemonRunning(); }, std::chrono::seconds(120)))
-        << "another livedata_update keeps running";
-    ASSERT_TRUE(daemon.start({testsupport::stagedProgram("sbin/livedata_update"), "-p",
-                              dir_.file("run/pid.txt")},
-                             options()));
-    started = !waitFor([&] { return !daemon.running(); }, std::chrono::milliseconds(500));
-  }
-  ASSERT_TRUE(started) << daemon.err();
-  std::string energyPath = jsonDir() + "/energy_data.json";
-  std::string factoryPath = jsonDir() + "/meter_factory_setting.json";
-  std::string pollingPath = jsonDir() + "/polling_data.json";
-  nlohmann::json energy, factory, polling;
-  ASSERT_TRUE(waitFor([&] { return parseJson(energyPath, &energy); }, std::chrono::seconds(20)))
-      << daemon.err() << testsupport::readFile(energyPath);
-  ASSERT_TRUE(waitFor([&] { return parseJson(factoryPath, &factory); }, std::chrono::seconds(20)));
-  ASSERT_TRUE(waitFor([&] { return parseJson(pollingPath, &polling); }, std::chrono::seconds(20)));
-
-  EXPECT_EQ("1250000.000", energy["maxdemand"][0]);
-  EXPECT_EQ("1000.125", energy["energyblock"][1]);
-  EXPECT_EQ("good", factory["_status"]);
-  EXPECT_EQ("1234567890", factory["serial_number"]);
-  EXPECT_EQ("ACME", factory["oem_string"]);
-  EXPECT_EQ("60.125 Hz", polling["frequency"]);
-  EXPECT_EQ(28u, polling["volts"].size());
-  EXPECT_EQ("Wye", polling["hookup"]);
+  ASSERT_NO_FATAL_FAILURE(createMap());
+  ASSERT_NO_FATAL_FAILURE(startDaemon());
+  ASSERT_NO_FATAL_FAILURE(expectFirstDocuments());
 
   // The resident size of a running daemon with all of its threads.
-  long rss = testsupport::residentKiB(daemon.pid());
+  long rss = testsupport::residentKiB(daemon_.pid());
   RecordProperty("VmRSS_KiB", std::to_string(rss));
   std::printf("daemon VmRSS: %ld KiB\n", rss);
 
-  ASSERT_EQ(0, dmtool({"set", "reading.1sec.freq", "59.5", "posmax.demand.current.watt.total",
-                       "3000", "reading.digin.flag", "0x0300"})
-                   .exitCode);
-  auto changed = std::chrono::steady_clock::now();
-  // Two periods plus one cycle and the file write; generous for a loaded machine.
-  auto deadline = std::chrono::milliseconds(2 * kPeriodMs + 800);
-  EXPECT_TRUE(waitFor(
-      [&] { return parseJson(pollingPath, &polling) && polling["frequency"] == "59.500 Hz"; },
-      deadline));
-  EXPECT_TRUE(waitFor(
-      [&] { return parseJson(energyPath, &energy) && energy["maxdemand"][0] == "3000.000"; },
-      deadline));
-  RecordProperty(
-      "follow_ms",
-      std::to_string(std::chrono::duration_cast<std::chrono::milliseconds>(
-                         std::chrono::steady_clock::now() - changed)
-                         .count()));
-  // The sampler takes five samples per polling period.
-  EXPECT_TRUE(waitFor(
-      [&] {
-        return parseJson(pollingPath, &polling) && polling["digins"] ==
-                   nlohmann::json::array({"3", "3", "3", "3", "3"});
-      },
-      std::chrono::seconds(5)));
+  ASSERT_NO_FATAL_FAILURE(expectDocumentsFollowDmtoolSet());
+  expectSamplesOfTheDigitalInputs();
 
-  ProcessResult result = daemon.stop(SIGTERM);
-  EXPECT_FALSE(daemon.running());
+  ProcessResult result = daemon_.stop(SIGTERM);
+  EXPECT_FALSE(daemon_.running());
   (void)result;
 }
 

@@ -163,9 +163,9 @@ TEST_F(PhasorTest, DeltaAdjustmentsPersistWhileReadsFail) {
   map_->fail("reading.1sec.volt.bc", -6);
   map_->fail("reading.02sec.volt.ca.phase", -6);
   map_->fail("reading.1sec.power.watt.a", -6);
-  StreamCapture err(2);
-  std::string text = cycle();
-  EXPECT_EQ(err.finish(),
+  std::string errors;
+  std::string text = cycle(&errors);
+  EXPECT_EQ(errors,
             "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
             "dm_read_flt64 error on data.phasec.vangle_vpp with error code= -6\n"
             "dm_read_flt64 error on data.phasea.watt with error code= -6\n");
@@ -329,46 +329,33 @@ TEST_F(PhasorTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   GlobalsScope globals(0);
   init();
   EXPECT_EQ(cycle(), document("Wye", kNeutral, kPhase));
-  for (const auto& entry : map_->writer().list()) map_->fail(entry.key, -6);
-  StreamCapture err(2);
-  std::string text = cycle();
-  EXPECT_EQ(err.finish(),
-            "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.vangle with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.vangle with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.vangle with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.vangle_vpp with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.vangle_vpp with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.vangle_vpp with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.watt with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.va with error code= -6\n"
-            "dm_read_flt64 error on data.phasea.iangle with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.watt with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.va with error code= -6\n"
-            "dm_read_flt64 error on data.phaseb.iangle with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.watt with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.va with error code= -6\n"
-            "dm_read_flt64 error on data.phasec.iangle with error code= -6\n"
-            "dm_read_flt64 error on data.vauxrms with error code= -6\n"
-            "dm_read_flt64 error on data.vauxangle with error code= -6\n"
-            "dm_read_flt64 error on data.iauxrms with error code= -6\n"
-            "dm_read_flt64 error on data.iauxangle with error code= -6\n"
-            "dm_read_STRING error on \"dev.designation\" with error code= -6\n"
-            "dm_read_timestamp_b8error on \"reading.time.ltc\" with error code= -6\n"
-            "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= -6\n"
-            "dm_read_uint32 error on dev.pt.pn.ratio with error code= -6\n"
-            "dm_read_uint32 error on dev.ct.abc.ratio with error code= -6\n"
-            "dm_read_uint32 error on dev.pt.aux.ratio with error code= -6\n"
-            "dm_read_uint32 error on dev.ct.aux.ratio with error code= -6\n");
+  failEveryKey(-6);
+  std::string errors;
+  std::string text = cycle(&errors);
+  EXPECT_EQ(errors, std::string(phasortest::kVoltageReadErrors) +
+                        "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
+                        "dm_read_flt64 error on data.phasea.watt with error code= -6\n"
+                        "dm_read_flt64 error on data.phasea.va with error code= -6\n"
+                        "dm_read_flt64 error on data.phasea.iangle with error code= -6\n"
+                        "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
+                        "dm_read_flt64 error on data.phaseb.watt with error code= -6\n"
+                        "dm_read_flt64 error on data.phaseb.va with error code= -6\n"
+                        "dm_read_flt64 error on data.phaseb.iangle with error code= -6\n"
+                        "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
+                        "dm_read_flt64 error on data.phasec.watt with error code= -6\n"
+                        "dm_read_flt64 error on data.phasec.va with error code= -6\n"
+                        "dm_read_flt64 error on data.phasec.iangle with error code= -6\n"
+                        "dm_read_flt64 error on data.vauxrms with error code= -6\n"
+                        "dm_read_flt64 error on data.vauxangle with error code= -6\n"
+                        "dm_read_flt64 error on data.iauxrms with error code= -6\n"
+                        "dm_read_flt64 error on data.iauxangle with error code= -6\n"
+                        "dm_read_STRING error on \"dev.designation\" with error code= -6\n"
+                        "dm_read_timestamp_b8error on \"reading.time.ltc\" with error code= -6\n"
+                        "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= -6\n"
+                        "dm_read_uint32 error on dev.pt.pn.ratio with error code= -6\n"
+                        "dm_read_uint32 error on dev.ct.abc.ratio with error code= -6\n"
+                        "dm_read_uint32 error on dev.pt.aux.ratio with error code= -6\n"
+                        "dm_read_uint32 error on dev.ct.aux.ratio with error code= -6\n");
   EXPECT_EQ(text, document("Wye", kNeutral, kPhase));
 }
 
@@ -388,9 +375,9 @@ TEST_F(PhasorMissingKeysTest, LookupAndReadErrorsName) {
             "dm_get_info error on key \"sys.ontime\" with error code= -2\n"
             "dm_get_info error on key \"dev.ct.abc.ratio\" with error code= -2\n");
   for (int round = 0; round < 2; ++round) {
-    StreamCapture err(2);
-    std::string text = cycle();
-    EXPECT_EQ(err.finish(),
+    std::string errors;
+    std::string text = cycle(&errors);
+    EXPECT_EQ(errors,
               "dm_read_flt64 error on data.phaseb.vangle with error code= -3\n"
               "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= -3\n"
               "dm_read_uint32 error on dev.ct.aux.ratio with error code= -3\n");
@@ -424,19 +411,9 @@ TEST_F(PhasorTest, MonthFirstTimestampLayout) {
 
 TEST_F(PhasorTest, DebugLinesOnlyWithTheLivedataBit) {
   GlobalsScope globals(0);
-  debug = true;
-  debugMask = kDebugMaskDefault;  // 0x3e: the phasor updater keeps only bit 1
-  {
-    StreamCapture out(1);
-    updater_->init();
-    cycle();
-    EXPECT_EQ(out.finish(), "");
-  }
-  debugMask = kDebugLivedata;
-  StreamCapture out(1);
-  updater_->init();
-  cycle();
-  EXPECT_EQ(out.finish(), "PhasorUpdate init...\nPhasorUpdate displayData...\n");
+  // 0x3e: the phasor updater keeps only bit 1.
+  EXPECT_EQ(debugLines(kDebugMaskDefault), "");
+  EXPECT_EQ(debugLines(kDebugLivedata), "PhasorUpdate init...\nPhasorUpdate displayData...\n");
 }
 
 TEST_F(PhasorTest, UnopenableDocumentIsSkippedAndReturnsEmptyText) {

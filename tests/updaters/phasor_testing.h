@@ -44,6 +44,24 @@ inline std::string documentHead() {
   return "{\n\"version\":{\t\"major\":0,\t\"minor\":1,\t\"micro\":6},\n";
 }
 
+// What the phasor reads of the frequency and the voltages print when each
+// fails with -6: the phasor and the symmetrical components documents read them
+// alike.
+const char kVoltageReadErrors[] =
+    "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= -6\n"
+    "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phasea.vangle with error code= -6\n"
+    "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phaseb.vangle with error code= -6\n"
+    "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phasec.vangle with error code= -6\n"
+    "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phasea.vangle_vpp with error code= -6\n"
+    "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phaseb.vangle_vpp with error code= -6\n"
+    "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phasec.vangle_vpp with error code= -6\n";
+
 }  // namespace phasortest
 
 #endif  // TESTS_UPDATERS_PHASOR_TESTING_H_

@@ -362,26 +362,7 @@ TEST_F(PollingDocumentTest, MonthFirstTimestampLayout) {
 
 TEST_F(PollingDocumentTest, MissingOrBlockedDirectorySkipsSilentlyThenWrites) {
   start();
-  std::string json = dir_.file("json");
-  std::string path = json + "/polling_data.json";
-  updater_->setJsonFile(path.c_str());
-  std::string errors;
-  updater_->getData();
-  {
-    StreamCapture err(2);
-    updater_->displayData();
-    EXPECT_EQ("", err.finish());
-  }
-  EXPECT_FALSE(testsupport::fileExists(path));
-  testsupport::writeFile(json, "a file where the directory belongs");
-  {
-    StreamCapture err(2);
-    updater_->displayData();
-    EXPECT_EQ("", err.finish());
-  }
-  unlink(json.c_str());
-  testsupport::makeDirs(json);
-  updater_->displayData();
+  const std::string path = displayAfterBadDirectories("polling_data.json");
   EXPECT_EQ(document(kVoltsV, kCurrentsA, kPowersPlain), readFile(path));
 }
 

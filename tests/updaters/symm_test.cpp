@@ -130,66 +130,73 @@ TEST_F(SymmTest, HookupChoosesPhasorSetAndName) {
   }
 }
 
+// Magnitudes that divide cleanly by 1000: the sequences and the phasors.
+void setLargeMagnitudes(MapFixture& map) {
+  map.set("reading.3secs.symcomp.volt.zeroseq.mag", "1500");
+  map.set("reading.3secs.symcomp.volt.posseq.mag", "13800");
+  map.set("reading.3secs.symcomp.volt.negseq.mag", "250");
+  map.set("reading.1sec.volt.an", "13810");
+  map.set("reading.1sec.volt.bn", "13790");
+  map.set("reading.1sec.volt.cn", "13800");
+  map.set("reading.3secs.symcomp.current.zeroseq.mag", "500");
+  map.set("reading.3secs.symcomp.current.posseq.mag", "1250");
+  map.set("reading.3secs.symcomp.current.negseq.mag", "20");
+  map.set("reading.1sec.current.a", "1240");
+  map.set("reading.1sec.current.b", "1250");
+  map.set("reading.1sec.current.c", "1260");
+}
+
+// The voltage and current blocks of those magnitudes in plain and kilo units.
+const char kSymmVolts[] =
+    "\"voltage_zero_sequence\":[\"1500.000 V\",\"1500.000 V\",\"1500.000 V\",\"330.00 Deg\","
+    "\"330.00 Deg\",\"330.00 Deg\"],\n"
+    "\"voltage_positive_sequence\":[\"13800.000 V\",\"13800.000 V\",\"13800.000 V\","
+    "\"300.00 Deg\",\"60.00 Deg\",\"180.00 Deg\"],\n"
+    "\"voltage_negative_sequence\":[\"250.000 V\",\"250.000 V\",\"250.000 V\",\"240.00 Deg\","
+    "\"120.00 Deg\",\"360.00 Deg\"],\n"
+    "\"voltage_phasor\":[\"13810.000 V\",\"13790.000 V\",\"13800.000 V\",\"0.00 Deg\","
+    "\"240.00 Deg\",\"120.00 Deg\"],\n";
+const char kSymmKiloVolts[] =
+    "\"voltage_zero_sequence\":[\"1.500 kV\",\"1.500 kV\",\"1.500 kV\",\"330.00 Deg\","
+    "\"330.00 Deg\",\"330.00 Deg\"],\n"
+    "\"voltage_positive_sequence\":[\"13.800 kV\",\"13.800 kV\",\"13.800 kV\","
+    "\"300.00 Deg\",\"60.00 Deg\",\"180.00 Deg\"],\n"
+    "\"voltage_negative_sequence\":[\"0.250 kV\",\"0.250 kV\",\"0.250 kV\",\"240.00 Deg\","
+    "\"120.00 Deg\",\"360.00 Deg\"],\n"
+    "\"voltage_phasor\":[\"13.810 kV\",\"13.790 kV\",\"13.800 kV\",\"0.00 Deg\","
+    "\"240.00 Deg\",\"120.00 Deg\"],\n";
+const char kSymmAmps[] =
+    "\"current_zero_sequence\":[\"500.000 A\",\"500.000 A\",\"500.000 A\",\"0.00 Deg\","
+    "\"0.00 Deg\",\"0.00 Deg\"],\n"
+    "\"current_positive_sequence\":[\"1250.000 A\",\"1250.000 A\",\"1250.000 A\","
+    "\"240.00 Deg\",\"360.00 Deg\",\"120.00 Deg\"],\n"
+    "\"current_negative_sequence\":[\"20.000 A\",\"20.000 A\",\"20.000 A\",\"350.00 Deg\","
+    "\"230.00 Deg\",\"110.00 Deg\"],\n"
+    "\"current_phasor\":[\"1240.000 A\",\"1250.000 A\",\"1260.000 A\",\"330.00 Deg\","
+    "\"210.00 Deg\",\"90.00 Deg\"],\n";
+const char kSymmKiloAmps[] =
+    "\"current_zero_sequence\":[\"0.500 kA\",\"0.500 kA\",\"0.500 kA\",\"0.00 Deg\","
+    "\"0.00 Deg\",\"0.00 Deg\"],\n"
+    "\"current_positive_sequence\":[\"1.250 kA\",\"1.250 kA\",\"1.250 kA\","
+    "\"240.00 Deg\",\"360.00 Deg\",\"120.00 Deg\"],\n"
+    "\"current_negative_sequence\":[\"0.020 kA\",\"0.020 kA\",\"0.020 kA\",\"350.00 Deg\","
+    "\"230.00 Deg\",\"110.00 Deg\"],\n"
+    "\"current_phasor\":[\"1.240 kA\",\"1.250 kA\",\"1.260 kA\",\"330.00 Deg\","
+    "\"210.00 Deg\",\"90.00 Deg\"],\n";
+
 TEST_F(SymmTest, VoltageAndCurrentUnitsFollowRatios) {
   GlobalsScope globals(0);
   init();
-  map_->set("reading.3secs.symcomp.volt.zeroseq.mag", "1500");
-  map_->set("reading.3secs.symcomp.volt.posseq.mag", "13800");
-  map_->set("reading.3secs.symcomp.volt.negseq.mag", "250");
-  map_->set("reading.1sec.volt.an", "13810");
-  map_->set("reading.1sec.volt.bn", "13790");
-  map_->set("reading.1sec.volt.cn", "13800");
-  map_->set("reading.3secs.symcomp.current.zeroseq.mag", "500");
-  map_->set("reading.3secs.symcomp.current.posseq.mag", "1250");
-  map_->set("reading.3secs.symcomp.current.negseq.mag", "20");
-  map_->set("reading.1sec.current.a", "1240");
-  map_->set("reading.1sec.current.b", "1250");
-  map_->set("reading.1sec.current.c", "1260");
-  const std::string volts =
-      "\"voltage_zero_sequence\":[\"1500.000 V\",\"1500.000 V\",\"1500.000 V\",\"330.00 Deg\","
-      "\"330.00 Deg\",\"330.00 Deg\"],\n"
-      "\"voltage_positive_sequence\":[\"13800.000 V\",\"13800.000 V\",\"13800.000 V\","
-      "\"300.00 Deg\",\"60.00 Deg\",\"180.00 Deg\"],\n"
-      "\"voltage_negative_sequence\":[\"250.000 V\",\"250.000 V\",\"250.000 V\",\"240.00 Deg\","
-      "\"120.00 Deg\",\"360.00 Deg\"],\n"
-      "\"voltage_phasor\":[\"13810.000 V\",\"13790.000 V\",\"13800.000 V\",\"0.00 Deg\","
-      "\"240.00 Deg\",\"120.00 Deg\"],\n";
-  const std::string kiloVolts =
-      "\"voltage_zero_sequence\":[\"1.500 kV\",\"1.500 kV\",\"1.500 kV\",\"330.00 Deg\","
-      "\"330.00 Deg\",\"330.00 Deg\"],\n"
-      "\"voltage_positive_sequence\":[\"13.800 kV\",\"13.800 kV\",\"13.800 kV\","
-      "\"300.00 Deg\",\"60.00 Deg\",\"180.00 Deg\"],\n"
-      "\"voltage_negative_sequence\":[\"0.250 kV\",\"0.250 kV\",\"0.250 kV\",\"240.00 Deg\","
-      "\"120.00 Deg\",\"360.00 Deg\"],\n"
-      "\"voltage_phasor\":[\"13.810 kV\",\"13.790 kV\",\"13.800 kV\",\"0.00 Deg\","
-      "\"240.00 Deg\",\"120.00 Deg\"],\n";
-  const std::string amps =
-      "\"current_zero_sequence\":[\"500.000 A\",\"500.000 A\",\"500.000 A\",\"0.00 Deg\","
-      "\"0.00 Deg\",\"0.00 Deg\"],\n"
-      "\"current_positive_sequence\":[\"1250.000 A\",\"1250.000 A\",\"1250.000 A\","
-      "\"240.00 Deg\",\"360.00 Deg\",\"120.00 Deg\"],\n"
-      "\"current_negative_sequence\":[\"20.000 A\",\"20.000 A\",\"20.000 A\",\"350.00 Deg\","
-      "\"230.00 Deg\",\"110.00 Deg\"],\n"
-      "\"current_phasor\":[\"1240.000 A\",\"1250.000 A\",\"1260.000 A\",\"330.00 Deg\","
-      "\"210.00 Deg\",\"90.00 Deg\"],\n";
-  const std::string kiloAmps =
-      "\"current_zero_sequence\":[\"0.500 kA\",\"0.500 kA\",\"0.500 kA\",\"0.00 Deg\","
-      "\"0.00 Deg\",\"0.00 Deg\"],\n"
-      "\"current_positive_sequence\":[\"1.250 kA\",\"1.250 kA\",\"1.250 kA\","
-      "\"240.00 Deg\",\"360.00 Deg\",\"120.00 Deg\"],\n"
-      "\"current_negative_sequence\":[\"0.020 kA\",\"0.020 kA\",\"0.020 kA\",\"350.00 Deg\","
-      "\"230.00 Deg\",\"110.00 Deg\"],\n"
-      "\"current_phasor\":[\"1.240 kA\",\"1.250 kA\",\"1.260 kA\",\"330.00 Deg\","
-      "\"210.00 Deg\",\"90.00 Deg\"],\n";
+  setLargeMagnitudes(*map_);
   map_->set("dev.pt.pn.ratio", "5");
   map_->set("dev.ct.abc.ratio", "10");
-  EXPECT_EQ(cycle(), document("Wye", volts, amps));
+  EXPECT_EQ(cycle(), document("Wye", kSymmVolts, kSymmAmps));
   map_->set("dev.pt.pn.ratio", "6");
-  EXPECT_EQ(cycle(), document("Wye", kiloVolts, amps));
+  EXPECT_EQ(cycle(), document("Wye", kSymmKiloVolts, kSymmAmps));
   map_->set("dev.ct.abc.ratio", "11");
-  EXPECT_EQ(cycle(), document("Wye", kiloVolts, kiloAmps));
+  EXPECT_EQ(cycle(), document("Wye", kSymmKiloVolts, kSymmKiloAmps));
   map_->set("dev.pt.pn.ratio", "5");
-  EXPECT_EQ(cycle(), document("Wye", volts, kiloAmps));
+  EXPECT_EQ(cycle(), document("Wye", kSymmVolts, kSymmKiloAmps));
 }
 
 TEST_F(SymmTest, RotationWrapsOnlyAboveThreeSixty) {
@@ -209,62 +216,51 @@ TEST_F(SymmTest, RotationWrapsOnlyAboveThreeSixty) {
   EXPECT_EQ(cycle(), document("Wye", volts + kWyePhasor));
 }
 
+// After the voltage reads, what the current and the sequence reads print when
+// each fails with -6.
+const char kCurrentAndSequenceReadErrors[] =
+    "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phasea.iangle with error code= -6\n"
+    "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phaseb.iangle with error code= -6\n"
+    "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
+    "dm_read_flt64 error on data.phasec.iangle with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.volt.zeroseq.mag with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.volt.zeroseq.phase with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.volt.posseq.mag with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.volt.posseq.phase with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.volt.negseq.mag with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.volt.negseq.phase with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.current.zeroseq.mag with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.current.zeroseq.phase with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.current.posseq.mag with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.current.posseq.phase with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.current.negseq.mag with error code= -6\n"
+    "dm_read_flt64 error on reading.3secs.symcomp.current.negseq.phase with error code= -6\n"
+    "dm_read_STRING error on \"dev.designation\" with error code= -6\n"
+    "dm_read_timestamp_b8error on \"reading.time.ltc\" with error code= -6\n"
+    "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= -6\n"
+    "dm_read_uint32 error on dev.pt.pn.ratio with error code= -6\n"
+    "dm_read_uint32 error on dev.ct.abc.ratio with error code= -6\n";
+
 TEST_F(SymmTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   GlobalsScope globals(0);
   init();
   const std::string good = document("Wye", std::string(kVoltageSequences) + kWyePhasor);
   EXPECT_EQ(cycle(), good);
-  for (const auto& entry : map_->writer().list()) map_->fail(entry.key, -6);
-  StreamCapture err(2);
-  std::string text = cycle();
-  EXPECT_EQ(
-      err.finish(),
-      "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= -6\n"
-      "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phasea.vangle with error code= -6\n"
-      "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phaseb.vangle with error code= -6\n"
-      "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phasec.vangle with error code= -6\n"
-      "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phasea.vangle_vpp with error code= -6\n"
-      "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phaseb.vangle_vpp with error code= -6\n"
-      "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phasec.vangle_vpp with error code= -6\n"
-      "dm_read_flt64 error on data.phasea.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phasea.iangle with error code= -6\n"
-      "dm_read_flt64 error on data.phaseb.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phaseb.iangle with error code= -6\n"
-      "dm_read_flt64 error on data.phasec.volt with error code= -6\n"
-      "dm_read_flt64 error on data.phasec.iangle with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.volt.zeroseq.mag with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.volt.zeroseq.phase with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.volt.posseq.mag with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.volt.posseq.phase with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.volt.negseq.mag with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.volt.negseq.phase with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.current.zeroseq.mag with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.current.zeroseq.phase with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.current.posseq.mag with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.current.posseq.phase with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.current.negseq.mag with error code= -6\n"
-      "dm_read_flt64 error on reading.3secs.symcomp.current.negseq.phase with error code= -6\n"
-      "dm_read_STRING error on \"dev.designation\" with error code= -6\n"
-      "dm_read_timestamp_b8error on \"reading.time.ltc\" with error code= -6\n"
-      "dm_read_timestamp_b8 error on \"sys.ontime\" with error code= -6\n"
-      "dm_read_uint32 error on dev.pt.pn.ratio with error code= -6\n"
-      "dm_read_uint32 error on dev.ct.abc.ratio with error code= -6\n");
-  EXPECT_EQ(text, good);
+  failEveryKey(-6);
+  std::string errors;
+  EXPECT_EQ(cycle(&errors), good);
+  EXPECT_EQ(errors, std::string(phasortest::kVoltageReadErrors) + kCurrentAndSequenceReadErrors);
 }
 
+// The test catalogue without the named keys.
 class SymmMissingKeysTest : public SymmTest {
  protected:
-  static std::string catalog() {
-    return testsupport::catalogWithout(kCatalog, {"reading.02sec.volt.bc.phase", "reading.3secs.symcomp.current.negseq.mag",
-                            "reading.time.ltc", "dev.pt.pn.ratio"});
-  }
-  SymmMissingKeysTest() : SymmTest(catalog()) {}
+  SymmMissingKeysTest()
+      : SymmTest(testsupport::catalogWithout(
+            kCatalog, {"reading.02sec.volt.bc.phase", "reading.3secs.symcomp.current.negseq.mag",
+                       "reading.time.ltc", "dev.pt.pn.ratio"})) {}
 };
 
 TEST_F(SymmMissingKeysTest, LookupAndReadErrorsName) {
@@ -276,9 +272,9 @@ TEST_F(SymmMissingKeysTest, LookupAndReadErrorsName) {
             "code= -2\n"
             "dm_get_info error on key \"reading.time.ltc\" with error code= -2\n"
             "dm_get_info error on key \"dev.pt.pn.ratio\" with error code= -2\n");
-  StreamCapture err(2);
-  std::string text = cycle();
-  EXPECT_EQ(err.finish(),
+  std::string errors;
+  std::string text = cycle(&errors);
+  EXPECT_EQ(errors,
             "dm_read_flt64 error on data.phaseb.vangle_vpp with error code= -3\n"
             "dm_read_flt64 error on reading.3secs.symcomp.current.negseq.mag with error code= -3\n"
             "dm_read_timestamp_b8error on \"reading.time.ltc\" with error code= -3\n"
@@ -306,19 +302,8 @@ TEST_F(SymmMissingKeysTest, LookupAndReadErrorsName) {
 
 TEST_F(SymmTest, DebugLinesUseThePhasorText) {
   GlobalsScope globals(0);
-  debug = true;
-  debugMask = kDebugMaskDefault;  // no bit 1: silent
-  {
-    StreamCapture out(1);
-    updater_->init();
-    cycle();
-    EXPECT_EQ(out.finish(), "");
-  }
-  debugMask = kDebugLivedata;
-  StreamCapture out(1);
-  updater_->init();
-  cycle();
-  EXPECT_EQ(out.finish(), "SymmUpdate init...\nPhasorUpdate displayData...\n");
+  EXPECT_EQ(debugLines(kDebugMaskDefault), "");  // no bit 1: silent
+  EXPECT_EQ(debugLines(kDebugLivedata), "SymmUpdate init...\nPhasorUpdate displayData...\n");
 }
 
 }  // namespace

@@ -233,10 +233,10 @@ TEST_F(ThdTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   init();
   const std::string good = phasortest::documentHead() + kWyeReadings + allZeroHarmonics() + kTail;
   EXPECT_EQ(cycle(), good);
-  for (const auto& entry : map_->writer().list()) map_->fail(entry.key, -6);
-  StreamCapture err(2);
-  std::string text = cycle();
-  EXPECT_EQ(err.finish(),
+  failEveryKey(-6);
+  std::string errors;
+  std::string text = cycle(&errors);
+  EXPECT_EQ(errors,
             "dm_read_flt64 error on key \"reading.1sec.freq\" with error code= -6\n"
             "dm_read_flt64 error on \"data.voltA.thd\"  with error code= -6\n"
             "dm_read_flt64 error on \"data.voltA.kfactor\" with error code= -6\n"
@@ -278,13 +278,13 @@ TEST_F(ThdTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
             std::string::npos);
 }
 
+// The test catalogue without the named keys.
 class ThdMissingKeysTest : public ThdTest {
  protected:
-  static std::string catalog() {
-    return testsupport::catalogWithout(kCatalog, {"reading.3sec.kfactor.vbn.total", "reading.1sec.volt.ca",
-                            "reading.3sec.tdd.ic.total", "dev.designation"});
-  }
-  ThdMissingKeysTest() : ThdTest(catalog()) {}
+  ThdMissingKeysTest()
+      : ThdTest(testsupport::catalogWithout(
+            kCatalog, {"reading.3sec.kfactor.vbn.total", "reading.1sec.volt.ca",
+                       "reading.3sec.tdd.ic.total", "dev.designation"})) {}
 };
 
 TEST_F(ThdMissingKeysTest, LookupAndReadErrorsName) {
@@ -295,9 +295,9 @@ TEST_F(ThdMissingKeysTest, LookupAndReadErrorsName) {
             "dm_get_info error on key \"reading.1sec.volt.ca\" with error code= -2\n"
             "dm_get_info error on key \"reading.3sec.tdd.ic.total\" with error code= -2\n"
             "dm_get_info error on key \"dev.designation\" with error code= -2\n");
-  StreamCapture err(2);
-  std::string text = cycle();
-  EXPECT_EQ(err.finish(),
+  std::string errors;
+  std::string text = cycle(&errors);
+  EXPECT_EQ(errors,
             "dm_read_flt64 error on \"reading.1sec.volt.ca\" with error code= -3\n"
             "dm_read_flt64 error on \"data.voltB.kfactor\" with error code= -3\n"
             "dm_read_flt64 error on \"data.currentC.tdd\" with error code= -3\n"
@@ -354,20 +354,9 @@ TEST(ThdWithoutMapTest, UnmappedBlockPublishesZeroHarmonics) {
 
 TEST_F(ThdTest, DebugLinesWithTheThdOrLivedataBit) {
   GlobalsScope globals(0);
-  debug = true;
-  debugMask = kDebugPhasor;
-  {
-    StreamCapture out(1);
-    updater_->init();
-    cycle();
-    EXPECT_EQ(out.finish(), "");
-  }
+  EXPECT_EQ(debugLines(kDebugPhasor), "");
   for (uint32_t mask : {kDebugThd, kDebugLivedata}) {
-    debugMask = mask;
-    StreamCapture out(1);
-    updater_->init();
-    cycle();
-    EXPECT_EQ(out.finish(), "ThdUpdate init...\nThdUpdate displayData...\n");
+    EXPECT_EQ(debugLines(mask), "ThdUpdate init...\nThdUpdate displayData...\n");
   }
 }
 
