@@ -17,6 +17,7 @@
 #include "bench/DatamapReadCounter.h"
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
+#include "bench/UpdaterCycle.h"
 #include "livedata/Globals.h"
 #include "livedata/JsonDirectory.h"
 #include "tests/support/MapFixture.h"
@@ -51,12 +52,7 @@ static void BM_EnergyCycle(benchmark::State& state) {
     for (const char* name : {"energy_data.json", "meter_factory_setting.json"}) {
       floor.addDocumentLike(jsonDir + "/" + name, jsonDir + "/floor_" + name);
     }
-    long long before = heap_allocation_count();
-    floor.measure(state, [&updater] {
-      updater.getData();
-      updater.displayData();
-    });
-    long long allocations = heap_allocation_count() - before;
+    const long long allocations = measureUpdaterCycles(state, floor, updater);
     quiet.finish();
     state.counters["allocs_per_cycle"] =
         benchmark::Counter(static_cast<double>(allocations) / static_cast<double>(state.iterations()));
@@ -64,10 +60,6 @@ static void BM_EnergyCycle(benchmark::State& state) {
   unsetenv("WEB_ROOT");
   testsupport::removeTree(webRoot);
 }
-BENCHMARK(BM_EnergyCycle)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_EnergyCycle)->Apply(updaterCycleOptions);
 
 BENCHMARK_MAIN();

@@ -16,6 +16,7 @@
 #include "bench/DatamapReadCounter.h"
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
+#include "bench/UpdaterCycle.h"
 #include "livedata/Globals.h"
 #include "platform/meter_blocks.h"
 #include "tests/support/MapFixture.h"
@@ -126,14 +127,9 @@ void runCycles(benchmark::State& state, const char* document, uint32_t wiring,
   FloorCycle floor(datamap_read_count() - readsBefore + blockReads);
   updater.displayData();  // warm-up: buffers reach their working size
   floor.addDocumentLike(dir.file(document), dir.file((std::string("floor_") + document).c_str()));
-  const long long before = heap_allocation_count();
-  floor.measure(state, [&updater] {
-    updater.getData();
-    updater.displayData();
-  });
-  const long long after = heap_allocation_count();
+  const long long allocations = measureUpdaterCycles(state, floor, updater);
   state.counters["allocs"] =
-      benchmark::Counter(static_cast<double>(after - before), benchmark::Counter::kAvgIterations);
+      benchmark::Counter(static_cast<double>(allocations), benchmark::Counter::kAvgIterations);
 }
 
 void BM_PhasorCycle(benchmark::State& state) {
@@ -150,26 +146,10 @@ void BM_ThdCycle(benchmark::State& state) {
   runCycles<ThdUpdate>(state, "thd_data.json", 0, 12 * 128 * 2 / 8);
 }
 
-BENCHMARK(BM_PhasorCycle)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
-BENCHMARK(BM_SymmCycle)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
-BENCHMARK(BM_FlickerCycle)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
-BENCHMARK(BM_ThdCycle)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_PhasorCycle)->Apply(updaterCycleOptions);
+BENCHMARK(BM_SymmCycle)->Apply(updaterCycleOptions);
+BENCHMARK(BM_FlickerCycle)->Apply(updaterCycleOptions);
+BENCHMARK(BM_ThdCycle)->Apply(updaterCycleOptions);
 
 }  // namespace
 

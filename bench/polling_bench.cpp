@@ -16,6 +16,7 @@
 #include "bench/DatamapReadCounter.h"
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
+#include "bench/UpdaterCycle.h"
 #include "livedata/Globals.h"
 #include "livedata/JsonDirectory.h"
 #include "tests/support/MapFixture.h"
@@ -45,12 +46,7 @@ static void BM_PollingCycle(benchmark::State& state) {
     FloorCycle floor(datamap_read_count() - readsBefore);
     updater.displayData();  // warm-up: buffers reach their size
     floor.addDocumentLike(jsonDir + "/polling_data.json", jsonDir + "/floor_polling_data.json");
-    long long before = heap_allocation_count();
-    floor.measure(state, [&updater] {
-      updater.getData();
-      updater.displayData();
-    });
-    long long allocations = heap_allocation_count() - before;
+    const long long allocations = measureUpdaterCycles(state, floor, updater);
     quiet.finish();
     state.counters["allocs_per_cycle"] =
         benchmark::Counter(static_cast<double>(allocations) / static_cast<double>(state.iterations()));
@@ -58,10 +54,6 @@ static void BM_PollingCycle(benchmark::State& state) {
   unsetenv("WEB_ROOT");
   testsupport::removeTree(webRoot);
 }
-BENCHMARK(BM_PollingCycle)
-    ->UseManualTime()
-    ->Unit(benchmark::kMicrosecond)
-    ->Repetitions(5)
-    ->ReportAggregatesOnly(true);
+BENCHMARK(BM_PollingCycle)->Apply(updaterCycleOptions);
 
 BENCHMARK_MAIN();
