@@ -49,11 +49,7 @@ bool RawModbusClient::receive(size_t size, Bytes* out, std::chrono::milliseconds
   const auto end = std::chrono::steady_clock::now() + timeout;
   out->clear();
   while (out->size() < size) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        end - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return false;
-    pollfd p{fd_, POLLIN, 0};
-    if (poll(&p, 1, static_cast<int>(left.count())) <= 0) continue;
+    if (!waitReadable(end)) return false;
     uint8_t buffer[512];
     const size_t want = std::min(sizeof buffer, size - out->size());
     const ssize_t got = recv(fd_, buffer, want, 0);
@@ -78,16 +74,32 @@ bool RawModbusClient::receiveFrame(Bytes* out, std::chrono::milliseconds timeout
 bool RawModbusClient::closedByPeer(std::chrono::milliseconds timeout) {
   const auto end = std::chrono::steady_clock::now() + timeout;
   for (;;) {
-    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-        end - std::chrono::steady_clock::now());
-    if (left.count() <= 0) return false;
-    pollfd p{fd_, POLLIN, 0};
-    if (poll(&p, 1, static_cast<int>(left.count())) <= 0) continue;
+    if (!waitReadable(end)) return false;
     uint8_t buffer[4096];
     const ssize_t got = recv(fd_, buffer, sizeof buffer, 0);
     if (got == 0) return true;
     if (got < 0 && errno != EINTR && errno != EAGAIN) return true;
   }
+}
+
+bool RawModbusClient::waitReadable(std::chrono::steady_clock::time_point end) {
+  for (;;) {
+    const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
+        end - std::chrono::steady_clock::now());
+    if (left.count() <= 0) return false;
+    pollfd p{fd_, POLLIN, 0};
+    if (poll(&p, 1, static_cast<int>(left.count())) > 0) return true;
+  }
+}
+
+bool RawModbusClient::openMany(uint16_t port, int count, const Bytes& first,
+                               std::vector<std::unique_ptr<RawModbusClient>>* clients) {
+  for (int i = 0; i < count; ++i) {
+    clients->push_back(std::make_unique<RawModbusClient>());
+    if (!clients->back()->connect(port)) return false;
+    if (!first.empty() && !clients->back()->send(first)) return false;
+  }
+  return true;
 }
 
 Bytes RawModbusClient::readRequest(uint16_t transaction, uint16_t address, uint16_t count,

@@ -6,6 +6,7 @@
 #include <stdint.h>
 
 #include <chrono>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -42,8 +43,15 @@ class RawModbusClient {
                            uint8_t unit = 1, uint8_t function = 3);
   // The registers of a normal read answer; empty for an exception.
   static std::vector<uint16_t> registersOf(const Bytes& answer);
+  // Opens count more connections to 127.0.0.1:port into *clients, each sending
+  // first (nothing when it is empty); false as soon as one fails.
+  static bool openMany(uint16_t port, int count, const Bytes& first,
+                       std::vector<std::unique_ptr<RawModbusClient>>* clients);
 
  private:
+  // Waits until the socket is readable; false once end has passed.
+  bool waitReadable(std::chrono::steady_clock::time_point end);
+
   int fd_ = -1;
 };
 

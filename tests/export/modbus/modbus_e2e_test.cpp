@@ -20,6 +20,7 @@
 #include "tests/export/modbus/RawModbusClient.h"
 #include "tests/support/MapFixture.h"
 #include "tests/support/Process.h"
+#include "tests/support/RepeatingThread.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -295,28 +296,16 @@ TEST_F(ModbusE2eTest, NoTornReadsWhileVoltagesFlip) {
   for (const char* key : keys) map.set(key, "100");
   startExporter({"--interval", "10"});
   if (HasFatalFailure()) return;
-  std::atomic<bool> stop{false};
-  std::thread writer([&] {
-    bool high = false;
-    while (!stop.load()) {
-      const std::string volts = high ? "20000" : "100";
-      for (const char* key : keys) map.set(key, volts);
-      high = !high;
-      std::this_thread::sleep_for(1ms);
-    }
+  bool high = false;
+  testsupport::RepeatingThread writer([&] {
+    const std::string volts = high ? "20000" : "100";
+    for (const char* key : keys) map.set(key, volts);
+    high = !high;
+    std::this_thread::sleep_for(1ms);
   });
-  // Stops and joins the writer however the test body ends.
-  struct StopWriter {
-    std::atomic<bool>& stop;
-    std::thread& writer;
-    ~StopWriter() {
-      stop = true;
-      if (writer.joinable()) writer.join();
-    }
-  } stopWriter{stop, writer};
   RawModbusClient client;
   ASSERT_TRUE(client.connect(port_));
-  long reads = 0, torn = 0, high = 0, low = 0;
+  long reads = 0, torn = 0, highs = 0, low = 0;
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   while (std::chrono::steady_clock::now() < end) {
     Bytes answer;
@@ -330,7 +319,7 @@ TEST_F(ModbusE2eTest, NoTornReadsWhileVoltagesFlip) {
       if (std::fabs(volts - 100.0) <= step) {
         ++low;
       } else if (std::fabs(volts - 20000.0) <= step) {
-        ++high;
+        ++highs;
       } else {
         if (torn < 5) ADD_FAILURE() << "torn: " << r[at] << " sf " << r[15] << " at " << at;
         ++torn;
@@ -338,19 +327,15 @@ TEST_F(ModbusE2eTest, NoTornReadsWhileVoltagesFlip) {
     }
     ++reads;
   }
-  stop = true;
-  writer.join();
+  writer.stop();
   EXPECT_EQ(torn, 0) << "of " << reads << " reads";
-  EXPECT_GT(high, 0);
+  EXPECT_GT(highs, 0);
   EXPECT_GT(low, 0);
   RecordProperty("reads", static_cast<int>(reads));
 }
 
-TEST_F(ModbusE2eTest, ProtocolCornersAndSigterm) {
-  startExporter();
-  RawModbusClient client;
-  ASSERT_TRUE(client.connect(port_));
-  Bytes answer;
+// Each request of a protocol corner with the answer it gets, on one connection.
+void expectCornerAnswers(RawModbusClient& client) {
   const std::vector<std::pair<Bytes, Bytes>> cases = {
       {{0, 1, 0, 0, 0, 6, 1, 6, 0x9C, 0x42, 0, 1}, {0, 1, 0, 0, 0, 3, 1, 0x86, 1}},
       {{0, 2, 0, 0, 0, 9, 1, 16, 0x9C, 0x42, 0, 1, 2, 0, 1}, {0, 2, 0, 0, 0, 3, 1, 0x90, 1}},
@@ -363,42 +348,55 @@ TEST_F(ModbusE2eTest, ProtocolCornersAndSigterm) {
       {RawModbusClient::readRequest(9, 40000, 1, 0), {0, 9, 0, 0, 0, 5, 0, 3, 2, 0x53, 0x75}},
       {RawModbusClient::readRequest(10, 40000, 1, 255), {0, 10, 0, 0, 0, 5, 255, 3, 2, 0x53, 0x75}},
   };
+  Bytes answer;
   for (const auto& [request, expected] : cases) {
     ASSERT_TRUE(client.send(request));
     ASSERT_TRUE(client.receiveFrame(&answer));
     EXPECT_EQ(answer, expected) << int{request[1]};
   }
+}
 
-  // Pipelined: 30 requests in one write, answered in order.
+// Pipelined: 30 requests in one write, answered in order.
+void expectPipelinedAnswersInOrder(RawModbusClient& client) {
   Bytes burst;
   for (uint16_t i = 0; i < 30; ++i) {
     const Bytes request = RawModbusClient::readRequest(static_cast<uint16_t>(100 + i), 40000, 2);
     burst.insert(burst.end(), request.begin(), request.end());
   }
   ASSERT_TRUE(client.send(burst));
+  Bytes answer;
   for (uint16_t i = 0; i < 30; ++i) {
     ASSERT_TRUE(client.receiveFrame(&answer));
     EXPECT_EQ(answer[0] << 8 | answer[1], 100 + i);
   }
+}
 
-  // Garbage, a malformed header, then 40 stalled half-frames.
+// Ten connections sending garbage, then one a malformed header, which is closed.
+void sendGarbageAndAMalformedHeader(uint16_t port) {
   for (int i = 0; i < 10; ++i) {
     RawModbusClient noisy;
-    ASSERT_TRUE(noisy.connect(port_));
+    ASSERT_TRUE(noisy.connect(port));
     Bytes garbage(100 + 50 * i);
     for (size_t b = 0; b < garbage.size(); ++b) garbage[b] = static_cast<uint8_t>(b * 7919 + i);
     noisy.send(garbage);
   }
   RawModbusClient malformed;
-  ASSERT_TRUE(malformed.connect(port_));
+  ASSERT_TRUE(malformed.connect(port));
   ASSERT_TRUE(malformed.send(Bytes{0, 1, 0, 7, 0, 6, 1, 3, 0x9C, 0x40, 0, 1}));
   EXPECT_TRUE(malformed.closedByPeer(2000ms));
+}
+
+TEST_F(ModbusE2eTest, ProtocolCornersAndSigterm) {
+  startExporter();
+  RawModbusClient client;
+  ASSERT_TRUE(client.connect(port_));
+  ASSERT_NO_FATAL_FAILURE(expectCornerAnswers(client));
+  ASSERT_NO_FATAL_FAILURE(expectPipelinedAnswersInOrder(client));
+  ASSERT_NO_FATAL_FAILURE(sendGarbageAndAMalformedHeader(port_));
+
+  // 40 stalled half-frames do not delay a new client.
   std::vector<std::unique_ptr<RawModbusClient>> stalled;
-  for (int i = 0; i < 40; ++i) {
-    stalled.push_back(std::make_unique<RawModbusClient>());
-    ASSERT_TRUE(stalled.back()->connect(port_));
-    ASSERT_TRUE(stalled.back()->send(Bytes{0, 1, 0, 0, 0, 6, 1}));
-  }
+  ASSERT_TRUE(RawModbusClient::openMany(port_, 40, Bytes{0, 1, 0, 0, 0, 6, 1}, &stalled));
   const auto begin = std::chrono::steady_clock::now();
   EXPECT_EQ(readRegisters(40000, 2), (std::vector<uint16_t>{0x5375, 0x6E53}));
   EXPECT_LT(std::chrono::steady_clock::now() - begin, 500ms);

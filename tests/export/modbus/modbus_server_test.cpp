@@ -18,6 +18,7 @@
 
 #include "export/modbus/RegisterImageEncoder.h"
 #include "tests/export/modbus/RawModbusClient.h"
+#include "tests/support/RepeatingThread.h"
 #include "tests/support/TempDir.h"
 
 namespace {
@@ -159,21 +160,16 @@ TEST_F(ModbusServerTest, GarbageFromManyClients) {
 TEST_F(ModbusServerTest, FortyStalledHalfFramesDoNotDelayANewClient) {
   startServer();
   std::vector<std::unique_ptr<RawModbusClient>> stalled;
-  for (int i = 0; i < 40; ++i) {
-    stalled.push_back(std::make_unique<RawModbusClient>());
-    ASSERT_TRUE(stalled.back()->connect(server_->port()));
-    ASSERT_TRUE(stalled.back()->send(Bytes{0, 1, 0, 0, 0, 6, 1, 3}));  // 4 bytes missing
-  }
+  // Each 4 bytes short of a whole request.
+  ASSERT_TRUE(
+      RawModbusClient::openMany(server_->port(), 40, Bytes{0, 1, 0, 0, 0, 6, 1, 3}, &stalled));
   expectAnswered(500ms);
 }
 
 TEST_F(ModbusServerTest, HundredIdleConnectionsDoNotDelayANewClient) {
   startServer();
   std::vector<std::unique_ptr<RawModbusClient>> idle;
-  for (int i = 0; i < 100; ++i) {
-    idle.push_back(std::make_unique<RawModbusClient>());
-    ASSERT_TRUE(idle.back()->connect(server_->port()));
-  }
+  ASSERT_TRUE(RawModbusClient::openMany(server_->port(), 100, Bytes{}, &idle));
   expectAnswered(500ms);
   EXPECT_TRUE(testsupport::waitFor([&] { return server_->openConnections() <= 16; }, 2000ms));
 }
@@ -246,33 +242,21 @@ TEST_F(ModbusServerTest, ClientThatNeverReadsIsClosed) {
 TEST_F(ModbusServerTest, EveryAnswerComesFromOneImage) {
   startServer();
   modbus::RegisterImageEncoder encoder(1, "test");
-  std::atomic<bool> stop{false};
   std::atomic<long> published{0};
-  std::thread writer([&] {
-    modbus::MeterReadings readings;
-    readings.hookup = modbus::Hookup::kWye;
-    bool high = false;
-    while (!stop.load()) {
-      const double volts = high ? 20000.0 : 100.0;
-      for (modbus::Source s : {modbus::Source::kVoltAN, modbus::Source::kVoltBN,
-                               modbus::Source::kVoltCN}) {
-        readings.set(s, volts);
-      }
-      encoder.encode(readings, exchange_.back());
-      exchange_.publish();
-      published.fetch_add(1);
-      high = !high;
+  modbus::MeterReadings readings;
+  readings.hookup = modbus::Hookup::kWye;
+  bool high = false;
+  testsupport::RepeatingThread writer([&] {
+    const double volts = high ? 20000.0 : 100.0;
+    for (modbus::Source s :
+         {modbus::Source::kVoltAN, modbus::Source::kVoltBN, modbus::Source::kVoltCN}) {
+      readings.set(s, volts);
     }
+    encoder.encode(readings, exchange_.back());
+    exchange_.publish();
+    published.fetch_add(1);
+    high = !high;
   });
-  // Stops and joins the writer however the test body ends.
-  struct StopWriter {
-    std::atomic<bool>& stop;
-    std::thread& writer;
-    ~StopWriter() {
-      stop = true;
-      if (writer.joinable()) writer.join();
-    }
-  } stopWriter{stop, writer};
   // From the writer's first image on (before it, the fixture's image is served).
   ASSERT_TRUE(testsupport::waitFor([&] { return published.load() > 0; }));
   RawModbusClient client;
@@ -295,8 +279,7 @@ TEST_F(ModbusServerTest, EveryAnswerComesFromOneImage) {
     }
     ++reads;
   }
-  stop = true;
-  writer.join();
+  writer.stop();
   EXPECT_EQ(torn, 0) << "of " << reads << " reads";
   EXPECT_GT(reads, 100);
   EXPECT_GT(highs, 0);
