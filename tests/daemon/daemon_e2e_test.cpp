@@ -21,7 +21,9 @@
 #include <vector>
 
 #include "hoststore/HostDatamap.h"
+#include "tests/daemon/NotifySocket.h"
 #include "tests/daemon/shape_helpers.h"
+#include "tests/daemon/usage_text.h"
 #include "tests/support/Process.h"
 #include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
@@ -41,6 +43,7 @@ const char kCatalog[] =
 
 using daemontest::dateShape;
 using daemontest::matchesShape;
+using daemontest::NotifySocket;
 using daemontest::versionShape;
 
 std::string program() { return testsupport::stagedProgram("sbin/livedata_update"); }
@@ -99,36 +102,6 @@ class DetachedGuard {
 
   std::string marker_;
   pid_t pid_ = -1;
-};
-
-// A unix datagram socket standing in for the service manager's notify socket.
-class NotifySocket {
- public:
-  explicit NotifySocket(const std::string& path) : path_(path) {
-    fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    struct sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
-    bound_ = bind(fd_, reinterpret_cast<struct sockaddr*>(&address), sizeof address) == 0;
-  }
-  ~NotifySocket() {
-    if (fd_ >= 0) close(fd_);
-    unlink(path_.c_str());
-  }
-  bool bound() const { return bound_; }
-  // Next datagram, or "" when none arrives within timeout_ms.
-  std::string receive(int timeout_ms) {
-    struct pollfd wait = {fd_, POLLIN, 0};
-    if (poll(&wait, 1, timeout_ms) != 1) return "";
-    char buffer[256];
-    ssize_t length = recv(fd_, buffer, sizeof buffer, 0);
-    return length > 0 ? std::string(buffer, static_cast<size_t>(length)) : "";
-  }
-
- private:
-  std::string path_;
-  int fd_ = -1;
-  bool bound_ = false;
 };
 
 class DaemonE2E : public ::testing::Test {
@@ -230,16 +203,7 @@ TEST_F(DaemonE2E, UnknownOptionActsLikeQuestionMark) {
 TEST_F(DaemonE2E, HelpPrintsUsageAndExits1) {
   ProcessResult result = run({"-h"});
   EXPECT_EQ(1, result.exitCode);
-  EXPECT_EQ("Usage: " + program() + " [options]\n"
-            "options:\n"
-            " -d               Run application in debug mode, without daemonized\n"
-            " -m <mask>        Specify mask flags for debugging, 0x0001:livedata, 0x0002:energy, "
-            "0x0004:flicker, 0x0008:phasor, 0x0010:polling, 0x0020:thd, 0x0040:demand\n"
-            " -p <file>        Specify pid fle name path\n"
-            " -V               Print out version and buildtime information\n"
-            " -?               build version and date\n"
-            " -h               help\n",
-            result.out);
+  EXPECT_EQ(daemontest::usageText(program()), result.out);
 }
 
 TEST_F(DaemonE2E, OptionsExitInCommandLineOrder) {

@@ -20,9 +20,11 @@
 #include <vector>
 
 #include "hoststore/HostDatamap.h"
+#include "tests/daemon/NotifySocket.h"
 #include "tests/support/Process.h"
 #include "tests/support/TempDir.h"
 
+using daemontest::NotifySocket;
 using testsupport::ChildProcess;
 using testsupport::ProcessOptions;
 using testsupport::ProcessResult;
@@ -93,50 +95,6 @@ std::string replaceAll(std::string text, const std::string& from, const std::str
   }
   return text;
 }
-
-// A unix datagram socket standing in for systemd's notify socket; every
-// datagram is kept with the time it was read.
-class NotifyListener {
- public:
-  explicit NotifyListener(const std::string& path) : path_(path) {
-    fd_ = socket(AF_UNIX, SOCK_DGRAM | SOCK_CLOEXEC, 0);
-    struct sockaddr_un address = {};
-    address.sun_family = AF_UNIX;
-    snprintf(address.sun_path, sizeof address.sun_path, "%s", path.c_str());
-    bound_ = bind(fd_, reinterpret_cast<struct sockaddr*>(&address), sizeof address) == 0;
-  }
-  ~NotifyListener() {
-    if (fd_ >= 0) close(fd_);
-    unlink(path_.c_str());
-  }
-  bool bound() const { return bound_; }
-  // Next datagram, or "" when none arrives within timeout_ms.
-  std::string receive(int timeout_ms) {
-    struct pollfd wait = {fd_, POLLIN, 0};
-    if (poll(&wait, 1, timeout_ms) != 1) return "";
-    char buffer[256];
-    ssize_t length = recv(fd_, buffer, sizeof buffer, 0);
-    return length > 0 ? std::string(buffer, static_cast<size_t>(length)) : "";
-  }
-  // Reads until message arrives or timeout_ms pass; the messages read before
-  // it go to *before.
-  bool receiveUntil(const std::string& message, int timeout_ms, std::vector<std::string>* before) {
-    auto deadline = Clock::now() + std::chrono::milliseconds(timeout_ms);
-    while (Clock::now() < deadline) {
-      int left = static_cast<int>(
-          std::chrono::duration_cast<std::chrono::milliseconds>(deadline - Clock::now()).count());
-      std::string got = receive(left > 0 ? left : 0);
-      if (got == message) return true;
-      if (!got.empty()) before->push_back(got);
-    }
-    return false;
-  }
-
- private:
-  std::string path_;
-  int fd_ = -1;
-  bool bound_ = false;
-};
 
 class NotifyE2E : public ::testing::Test {
  protected:
@@ -223,7 +181,7 @@ class NotifyE2E : public ::testing::Test {
 };
 
 TEST_F(NotifyE2E, ReadyOnlyOnceEveryDocumentIsWrittenThenWatchdogAtTheHeartbeatThenStopping) {
-  NotifyListener listener(dir_.file("notify.sock"));
+  NotifySocket listener(dir_.file("notify.sock"));
   ASSERT_TRUE(listener.bound());
   ChildProcess child;
   ASSERT_TRUE(start(child, {watchdogUsec()}));
@@ -258,7 +216,7 @@ TEST_F(NotifyE2E, ReadyOnlyOnceEveryDocumentIsWrittenThenWatchdogAtTheHeartbeatT
 
 TEST_F(NotifyE2E, ReadyAlsoAfterDocumentsLeftByAnEarlierRunWereRewritten) {
   for (const char* name : kDocuments) testsupport::writeFile(documentPath(name), "{}\n");
-  NotifyListener listener(dir_.file("notify.sock"));
+  NotifySocket listener(dir_.file("notify.sock"));
   ASSERT_TRUE(listener.bound());
   ChildProcess child;
   ASSERT_TRUE(start(child, {watchdogUsec()}));
@@ -270,7 +228,7 @@ TEST_F(NotifyE2E, ReadyAlsoAfterDocumentsLeftByAnEarlierRunWereRewritten) {
 }
 
 TEST_F(NotifyE2E, WithoutAWatchdogForThisProcessOnlyTheHeartbeatIsSent) {
-  NotifyListener listener(dir_.file("notify.sock"));
+  NotifySocket listener(dir_.file("notify.sock"));
   ASSERT_TRUE(listener.bound());
   for (const std::vector<std::string>& environment :
        {std::vector<std::string>{}, std::vector<std::string>{watchdogUsec(), "WATCHDOG_PID=1"}}) {

@@ -7,6 +7,7 @@
 #include "daemon/AppUsage.h"
 #include "daemon/VersionInformation.h"
 #include "tests/daemon/shape_helpers.h"
+#include "tests/daemon/usage_text.h"
 #include "tests/support/StreamCapture.h"
 
 namespace {
@@ -117,17 +118,7 @@ TEST(VersionRecord, PrintShowsBothRawRecordsAndAnEmptyLine) {
 TEST(Usage, FullHelpText) {
   testsupport::StreamCapture out(1);
   print_out_app_usage_help(stdout, "/opt/sbin/livedata_update");
-  EXPECT_EQ(
-      "Usage: /opt/sbin/livedata_update [options]\n"
-      "options:\n"
-      " -d               Run application in debug mode, without daemonized\n"
-      " -m <mask>        Specify mask flags for debugging, 0x0001:livedata, 0x0002:energy, "
-      "0x0004:flicker, 0x0008:phasor, 0x0010:polling, 0x0020:thd, 0x0040:demand\n"
-      " -p <file>        Specify pid fle name path\n"
-      " -V               Print out version and buildtime information\n"
-      " -?               build version and date\n"
-      " -h               help\n",
-      out.finish());
+  EXPECT_EQ(daemontest::usageText("/opt/sbin/livedata_update"), out.finish());
 }
 
 TEST(Usage, HelpGoesToTheGivenStream) {
