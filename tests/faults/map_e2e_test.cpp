@@ -27,6 +27,7 @@
 #include "hoststore/HostDatamap.h"
 #include "platform/datamap.h"
 #include "tests/faults/map_fault_helpers.h"
+#include "tests/support/MeterRootTest.h"
 #include "tests/support/Process.h"
 #include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
@@ -38,29 +39,8 @@ using testsupport::waitFor;
 
 namespace {
 
-const char kPolling[] = "/home/korvo.web/lighttpd/www/htdocs/common_ui/json/polling_data.json";
-
-class MapFaultE2e : public ::testing::Test {
+class MapFaultE2e : public testsupport::MeterRootTest {
  protected:
-  void SetUp() override {
-    testsupport::makeDirs(dir.file("web") + "/home/korvo.web/lighttpd/www/htdocs/common_ui/json");
-    testsupport::writeFile(dir.file("root/home/korvo.data/test/livedata_update_runtime.xml"),
-                           testsupport::foregroundRuntimeXml(250));
-  }
-  void TearDown() override {
-    if (daemon) daemon->stop(SIGTERM);
-    if (sim) sim->stop(SIGTERM);
-  }
-
-  ProcessOptions environment() const {
-    ProcessOptions options;
-    options.env = {"WEB_ROOT=" + dir.file("web"), "LIVEDATA_ROOT=" + dir.file("root"),
-                   "DATAMAP_FILE=" + mapPath(), "ZUL_LOG_FILE=" + dir.file("log")};
-    options.unsetEnv = {"LOG_ITEM_CATALOG", "NOTIFY_SOCKET"};
-    return options;
-  }
-  std::string mapPath() const { return dir.file("datamap"); }
-
   ProcessResult dmtool(const std::vector<std::string>& args) {
     std::vector<std::string> argv = {testsupport::stagedProgram("bin/dmtool")};
     argv.insert(argv.end(), args.begin(), args.end());
@@ -76,29 +56,7 @@ class MapFaultE2e : public ::testing::Test {
   }
 
   void startSimulator(const std::string& period) {
-    sim.reset(new ChildProcess);
-    ASSERT_TRUE(sim->start({testsupport::stagedProgram("bin/meter-sim"), "--seed", "5",
-                            "--period", period},
-                           environment()));
-    ASSERT_TRUE(waitFor([&] { return sim->out().find("datamap ready") != std::string::npos; },
-                        std::chrono::seconds(20)))
-        << sim->err();
-  }
-
-  // Another livedata_update on this machine makes the daemon refuse (246): retried.
-  void startDaemon() {
-    for (int attempt = 0; attempt < 30; ++attempt) {
-      daemon.reset(new ChildProcess);
-      ASSERT_TRUE(daemon->start({testsupport::stagedProgram("sbin/livedata_update"), "-p",
-                                 dir.file("livedata.pid")},
-                                environment()));
-      std::this_thread::sleep_for(std::chrono::milliseconds(300));
-      if (daemon->running()) return;
-      ProcessResult result = daemon->wait();
-      ASSERT_EQ(result.exitCode, 246) << "daemon ended: " << result.out << result.err;
-      std::this_thread::sleep_for(std::chrono::seconds(2));
-    }
-    FAIL() << "another livedata_update kept running";
+    startMeterSim({"--seed", "5", "--period", period});
   }
 
   // True once the polling document names the designation (JSON text form).
@@ -107,7 +65,7 @@ class MapFaultE2e : public ::testing::Test {
     return waitFor(
         [&] {
           std::string text;
-          return testsupport::readFileIfExists(dir.file("web") + kPolling, &text) &&
+          return testsupport::readFileIfExists(documentPath("polling_data.json"), &text) &&
                  text.find(wanted) != std::string::npos;
         },
         deadline);
@@ -124,10 +82,6 @@ class MapFaultE2e : public ::testing::Test {
       std::this_thread::sleep_for(std::chrono::milliseconds(50));
     }
   }
-
-  testsupport::TempDir dir;
-  std::unique_ptr<ChildProcess> sim;
-  std::unique_ptr<ChildProcess> daemon;
 };
 
 TEST_F(MapFaultE2e, DaemonReadsTheMapMadeByDmtoolCreateWithinAPeriod) {
@@ -205,7 +159,7 @@ TEST_F(MapFaultE2e, SimulatorKilledMidWriteAgainAndAgain) {
   std::string text;
   ASSERT_TRUE(waitFor(
       [&] {
-        return testsupport::readFileIfExists(dir.file("web") + kPolling, &text) &&
+        return testsupport::readFileIfExists(documentPath("polling_data.json"), &text) &&
                text.find("\"frequency\":\"") != std::string::npos;
       },
       std::chrono::seconds(10)));

@@ -18,10 +18,11 @@
 
 #include "hoststore/HostDatamap.h"
 #include "livedata/JsonDirectory.h"
-#include "tests/tools/meter-sim/sim_helpers.h"
+#include "tests/support/MeterRootTest.h"
 #include "tests/support/Process.h"
 #include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
+#include "tests/tools/meter-sim/sim_helpers.h"
 
 using nlohmann::json;
 using testsupport::ChildProcess;
@@ -31,7 +32,6 @@ using testsupport::waitFor;
 
 namespace {
 
-const char* const kJsonDir = kJsonDirectory;
 const std::vector<std::string> kDocuments = {
     "energy_data.json",      "meter_factory_setting.json", "flicker_data.json",
     "symmetrical_components.json", "phasor_data.json",     "polling_data.json",
@@ -84,56 +84,13 @@ bool isCountdown(const std::string& text) {
   return text.substr(pos) == " sec";
 }
 
-class SimulatedMeter : public ::testing::Test {
+class SimulatedMeter : public testsupport::MeterRootTest {
  protected:
-  void SetUp() override {
-    testsupport::makeDirs(dir.file("web") + kJsonDir);
-    testsupport::writeFile(dir.file("root/home/korvo.data/test/livedata_update_runtime.xml"),
-                           testsupport::foregroundRuntimeXml(250));
-  }
-
-  void TearDown() override {
-    if (daemon) daemon->stop(SIGTERM);
-    if (sim) sim->stop(SIGTERM);
-  }
-
-  ProcessOptions environment() const {
-    ProcessOptions options;
-    options.env = {"WEB_ROOT=" + dir.file("web"), "LIVEDATA_ROOT=" + dir.file("root"),
-                   "DATAMAP_FILE=" + dir.file("datamap"), "ZUL_LOG_FILE=" + dir.file("log")};
-    options.unsetEnv = {"LOG_ITEM_CATALOG", "NOTIFY_SOCKET"};
-    return options;
-  }
-
   void startSimulator(const std::vector<std::string>& args) {
-    std::vector<std::string> argv = {testsupport::stagedProgram("bin/meter-sim"), "--seed", "3",
-                                     "--period", "250"};
+    std::vector<std::string> argv = {"--seed", "3", "--period", "250"};
     argv.insert(argv.end(), args.begin(), args.end());
-    sim.reset(new ChildProcess);
-    ASSERT_TRUE(sim->start(argv, environment()));
-    ASSERT_TRUE(waitFor([&] { return sim->out().find("datamap ready") != std::string::npos; },
-                        std::chrono::seconds(20)))
-        << sim->err();
+    startMeterSim(argv);
   }
-
-  // Starts the daemon; while another livedata_update runs (another test run on
-  // this machine) it refuses with status 246, so that case is retried a while.
-  void startDaemon() {
-    for (int attempt = 0; attempt < 30; ++attempt) {
-      daemon.reset(new ChildProcess);
-      ASSERT_TRUE(daemon->start({testsupport::stagedProgram("sbin/livedata_update"), "-p",
-                                 dir.file("livedata.pid")},
-                                environment()));
-      std::this_thread::sleep_for(std::chrono::milliseconds(300));
-      if (daemon->running()) return;
-      testsupport::ProcessResult result = daemon->wait();
-      ASSERT_EQ(result.exitCode, 246) << "daemon ended: " << result.out << result.err;
-      std::this_thread::sleep_for(std::chrono::seconds(2));
-    }
-    FAIL() << "another livedata_update kept running";
-  }
-
-  std::string documentPath(const std::string& name) const { return dir.file("web") + kJsonDir + name; }
 
   // Reads a document once it is complete JSON (it is rewritten in place).
   json document(const std::string& name) {
@@ -152,13 +109,128 @@ class SimulatedMeter : public ::testing::Test {
 
   double mapValue(const std::string& key) {
     dmhost::HostDatamap map;
-    EXPECT_TRUE(testsupport::IsOk(map.open(dir.file("datamap"))));
+    EXPECT_TRUE(testsupport::IsOk(map.open(mapPath())));
     return simtest::number(map, key);
   }
 
-  TempDir dir;
-  std::unique_ptr<ChildProcess> sim;
-  std::unique_ptr<ChildProcess> daemon;
+  // The polling page: kV, kA and M, the enumerations and the texts.
+  void expectPollingValues(double van, double ia) {
+    json polling = document("polling_data.json");
+    EXPECT_NEAR(valueIn(polling["frequency"], "Hz"), 60.0, 0.11);
+    EXPECT_NEAR(valueIn(polling["volts"][0], "kV"), van / 1000.0, van / 1000.0 * 0.02);
+    EXPECT_NEAR(valueIn(polling["currents"][0], "kA"), ia / 1000.0, ia / 1000.0 * 0.2);
+    EXPECT_NEAR(valueIn(polling["watts"][0], "M"), mapValue("reading.1sec.power.watt.a") / 1e6,
+                mapValue("reading.1sec.power.va.a") / 1e6 * 0.2);
+    EXPECT_EQ(polling["volts"].size(), 28u);
+    EXPECT_EQ(polling["watts"].size(), 24u);
+    EXPECT_EQ(polling["hookup"], "Wye");
+    EXPECT_EQ(polling["nominalFrequency"], "60 Hz");
+    EXPECT_EQ(polling["phaseSequence"], "ABC");
+    EXPECT_TRUE(isLaggingPowerFactor(polling["pfs"][3].get<std::string>())) << polling["pfs"][3];
+    EXPECT_EQ(polling["pf_display"], "IEEE");
+    EXPECT_EQ(polling["meterDesignation"], "KV7720 Simulator \"Main Feeder\"");
+    EXPECT_EQ(polling["powerOnTime"], "2025-01-01 00:00:00");
+    // No negative watts were ever seen: their extremes are unavailable.
+    EXPECT_EQ(polling["watts"][4], "n/a");
+  }
+
+  // The phasor page: kV and M beside the angle of a lagging power factor.
+  void expectPhasorValues(double van) {
+    json phasor = document("phasor_data.json");
+    EXPECT_EQ(phasor["hookup"], "Wye");
+    EXPECT_NEAR(valueIn(phasor["phasetoneutral"][0], "kV"), van / 1000.0, van / 1000.0 * 0.02);
+    EXPECT_NEAR(valueIn(phasor["phasetoneutral"][6], "M"),
+                mapValue("reading.1sec.power.watt.a") / 1e6,
+                mapValue("reading.1sec.power.va.a") / 1e6 * 0.2);
+    // Voltage-to-current angle of phase A: acos(0.9) = 25.8 degrees, lagging.
+    EXPECT_NEAR(valueIn(phasor["phasetoneutral"][18], "Deg"), 25.84, 3.0);
+    EXPECT_EQ(phasor["earthblock"][0], "N/A");
+  }
+
+  // The symmetrical components page: kV and kA.
+  void expectSymmValues() {
+    json symm = document("symmetrical_components.json");
+    EXPECT_NEAR(valueIn(symm["voltage_positive_sequence"][0], "kV"),
+                mapValue("reading.3secs.symcomp.volt.posseq.mag") / 1000.0, 0.05);
+    EXPECT_NEAR(valueIn(symm["voltage_positive_sequence"][0], "kV"), 7.2, 0.4);
+    EXPECT_NEAR(valueIn(symm["current_positive_sequence"][0], "kA"), 0.2, 0.1);
+    EXPECT_EQ(symm["hookup"], "Wye");
+  }
+
+  // The THD page: volts unscaled, the harmonics listed from element 127 down.
+  void expectThdValues(double van) {
+    json thd = document("thd_data.json");
+    EXPECT_NEAR(valueIn(thd["voltA"][0], "V"), van, van * 0.02);  // this page does not scale
+    EXPECT_NEAR(valueIn(thd["voltA"][1], ""), 3.0, 0.5);
+    EXPECT_NEAR(valueIn(thd["currentA"][1], ""), 9.0, 1.5);
+    ASSERT_EQ(thd["va_mag"].size(), 128u);
+    // Listed from element 127 down: the fundamental (element 1) is next to last.
+    EXPECT_EQ(thd["va_mag"][126], "100.00");
+    EXPECT_EQ(thd["va_mag"][127], "0.00");
+    EXPECT_EQ(thd["ia_mag"][126], "100.00");
+  }
+
+  // The flicker page: the frequency, the countdown and the short-term values.
+  void expectFlickerValues(double van) {
+    json flicker = document("flicker_data.json");
+    EXPECT_EQ(flicker["runtime"][4], "60.000 Hz");
+    EXPECT_TRUE(isCountdown(flicker["runtime"][2].get<std::string>())) << flicker["runtime"][2];
+    EXPECT_NEAR(valueIn(flicker["inst"][1], "V"), van, van * 0.02);
+    EXPECT_GT(valueIn(flicker["shortterm"][0], ""), 0.1);
+  }
+
+  // The energy page: the block texts, the energy and the demand peaks.
+  void expectEnergyValues() {
+    json energy = document("energy_data.json");
+    EXPECT_EQ(energy["energyblock"][0], "Wh Del");
+    EXPECT_EQ(energy["quadrantblock"][9], "Wh Del");
+    EXPECT_EQ(energy["accumulators"][0], "Accum 1 Wh Del");
+    EXPECT_EQ(energy["aggregators"][3], "Agg 4 Wh B+C");
+    EXPECT_EQ(energy["qhrblock"][0], "Qh Pos");
+    EXPECT_GT(valueIn(energy["energyblock"][1], ""), 1000.0);
+    EXPECT_NEAR(valueIn(energy["maxdemand"][0], "M"), 3 * 7.2 * 0.2 * 0.9, 1.5);
+    EXPECT_EQ(energy["maxdemand"][2], "n/a");
+    EXPECT_EQ(energy["last_energy_reset_Time"], "2024-12-02 00:00:00");
+  }
+
+  // The factory settings page.
+  void expectFactoryValues() {
+    json factory = document("meter_factory_setting.json");
+    EXPECT_EQ(factory["_status"], "good");
+    EXPECT_EQ(factory["serial_number"], "SIM0000003");
+    EXPECT_EQ(factory["oem_string"], "Korvo Meter Sim");
+  }
+
+  // The device profile labels.
+  void expectLabelValues() {
+    json labels = document("device_profile_label.json");
+    EXPECT_EQ(labels["Q14_Whr_label"], "Del Wh");
+    EXPECT_EQ(labels["accumulators_label"][0], "Del kWh Pulse");
+    EXPECT_EQ(labels["aggregators_label"][3], "Wh B + C");
+    EXPECT_EQ(labels["digital_input_name_label"][0], "Breaker 52a");
+    EXPECT_EQ(labels["digital_input_shorted_label"][3], "Emergency");
+    ASSERT_EQ(labels["limit_label"].size(), 32u);
+    EXPECT_EQ(labels["limit_label"][0], "Volts AN");
+  }
+
+  // Every key the daemon reads exists with a type it can read: the only error
+  // line left is the energy page's demand entry that no lookup fills (by design
+  // it stays unresolved, so its read fails with -3 every cycle).
+  void expectOnlyTheUnresolvedDemandReadFails() {
+    const std::string err = daemon->err();
+    size_t start = 0;
+    while (start < err.size()) {
+      size_t end = err.find('\n', start);
+      if (end == std::string::npos) end = err.size();
+      const std::string line = err.substr(start, end - start);
+      if (!line.empty()) {
+        EXPECT_EQ(line,
+                  "dm_read_flt64 error on key \"core.interval.demand.va.total.total\" with error "
+                  "code= -3");
+      }
+      start = end + 1;
+    }
+  }
 };
 
 TEST_F(SimulatedMeter, AllDocumentsCarryTheSimulatedValuesInTheirUnits) {
@@ -174,95 +246,15 @@ TEST_F(SimulatedMeter, AllDocumentsCarryTheSimulatedValuesInTheirUnits) {
   const double ia = mapValue("reading.1sec.current.a");  // about 200 A
   EXPECT_NEAR(van, 7200.0, 7200.0 * 0.05);
 
-  json polling = document("polling_data.json");
-  EXPECT_NEAR(valueIn(polling["frequency"], "Hz"), 60.0, 0.11);
-  EXPECT_NEAR(valueIn(polling["volts"][0], "kV"), van / 1000.0, van / 1000.0 * 0.02);
-  EXPECT_NEAR(valueIn(polling["currents"][0], "kA"), ia / 1000.0, ia / 1000.0 * 0.2);
-  EXPECT_NEAR(valueIn(polling["watts"][0], "M"), mapValue("reading.1sec.power.watt.a") / 1e6,
-              mapValue("reading.1sec.power.va.a") / 1e6 * 0.2);
-  EXPECT_EQ(polling["volts"].size(), 28u);
-  EXPECT_EQ(polling["watts"].size(), 24u);
-  EXPECT_EQ(polling["hookup"], "Wye");
-  EXPECT_EQ(polling["nominalFrequency"], "60 Hz");
-  EXPECT_EQ(polling["phaseSequence"], "ABC");
-  EXPECT_TRUE(isLaggingPowerFactor(polling["pfs"][3].get<std::string>())) << polling["pfs"][3];
-  EXPECT_EQ(polling["pf_display"], "IEEE");
-  EXPECT_EQ(polling["meterDesignation"], "KV7720 Simulator \"Main Feeder\"");
-  EXPECT_EQ(polling["powerOnTime"], "2025-01-01 00:00:00");
-  // No negative watts were ever seen: their extremes are unavailable.
-  EXPECT_EQ(polling["watts"][4], "n/a");
-
-  json phasor = document("phasor_data.json");
-  EXPECT_EQ(phasor["hookup"], "Wye");
-  EXPECT_NEAR(valueIn(phasor["phasetoneutral"][0], "kV"), van / 1000.0, van / 1000.0 * 0.02);
-  EXPECT_NEAR(valueIn(phasor["phasetoneutral"][6], "M"), mapValue("reading.1sec.power.watt.a") / 1e6,
-              mapValue("reading.1sec.power.va.a") / 1e6 * 0.2);
-  // Voltage-to-current angle of phase A: acos(0.9) = 25.8 degrees, lagging.
-  EXPECT_NEAR(valueIn(phasor["phasetoneutral"][18], "Deg"), 25.84, 3.0);
-  EXPECT_EQ(phasor["earthblock"][0], "N/A");
-
-  json symm = document("symmetrical_components.json");
-  EXPECT_NEAR(valueIn(symm["voltage_positive_sequence"][0], "kV"),
-              mapValue("reading.3secs.symcomp.volt.posseq.mag") / 1000.0, 0.05);
-  EXPECT_NEAR(valueIn(symm["voltage_positive_sequence"][0], "kV"), 7.2, 0.4);
-  EXPECT_NEAR(valueIn(symm["current_positive_sequence"][0], "kA"), 0.2, 0.1);
-  EXPECT_EQ(symm["hookup"], "Wye");
-
-  json thd = document("thd_data.json");
-  EXPECT_NEAR(valueIn(thd["voltA"][0], "V"), van, van * 0.02);  // this page does not scale
-  EXPECT_NEAR(valueIn(thd["voltA"][1], ""), 3.0, 0.5);
-  EXPECT_NEAR(valueIn(thd["currentA"][1], ""), 9.0, 1.5);
-  ASSERT_EQ(thd["va_mag"].size(), 128u);
-  // Listed from element 127 down: the fundamental (element 1) is next to last.
-  EXPECT_EQ(thd["va_mag"][126], "100.00");
-  EXPECT_EQ(thd["va_mag"][127], "0.00");
-  EXPECT_EQ(thd["ia_mag"][126], "100.00");
-
-  json flicker = document("flicker_data.json");
-  EXPECT_EQ(flicker["runtime"][4], "60.000 Hz");
-  EXPECT_TRUE(isCountdown(flicker["runtime"][2].get<std::string>())) << flicker["runtime"][2];
-  EXPECT_NEAR(valueIn(flicker["inst"][1], "V"), van, van * 0.02);
-  EXPECT_GT(valueIn(flicker["shortterm"][0], ""), 0.1);
-
-  json energy = document("energy_data.json");
-  EXPECT_EQ(energy["energyblock"][0], "Wh Del");
-  EXPECT_EQ(energy["quadrantblock"][9], "Wh Del");
-  EXPECT_EQ(energy["accumulators"][0], "Accum 1 Wh Del");
-  EXPECT_EQ(energy["aggregators"][3], "Agg 4 Wh B+C");
-  EXPECT_EQ(energy["qhrblock"][0], "Qh Pos");
-  EXPECT_GT(valueIn(energy["energyblock"][1], ""), 1000.0);
-  EXPECT_NEAR(valueIn(energy["maxdemand"][0], "M"), 3 * 7.2 * 0.2 * 0.9, 1.5);
-  EXPECT_EQ(energy["maxdemand"][2], "n/a");
-  EXPECT_EQ(energy["last_energy_reset_Time"], "2024-12-02 00:00:00");
-
-  json factory = document("meter_factory_setting.json");
-  EXPECT_EQ(factory["_status"], "good");
-  EXPECT_EQ(factory["serial_number"], "SIM0000003");
-  EXPECT_EQ(factory["oem_string"], "Korvo Meter Sim");
-
-  json labels = document("device_profile_label.json");
-  EXPECT_EQ(labels["Q14_Whr_label"], "Del Wh");
-  EXPECT_EQ(labels["accumulators_label"][0], "Del kWh Pulse");
-  EXPECT_EQ(labels["aggregators_label"][3], "Wh B + C");
-  EXPECT_EQ(labels["digital_input_name_label"][0], "Breaker 52a");
-  EXPECT_EQ(labels["digital_input_shorted_label"][3], "Emergency");
-  ASSERT_EQ(labels["limit_label"].size(), 32u);
-  EXPECT_EQ(labels["limit_label"][0], "Volts AN");
-
-  // Every key the daemon reads exists with a type it can read. The one error
-  // line left is the energy page's demand entry that no lookup fills (by design
-  // it stays unresolved, so its read fails with -3 every cycle).
-  const std::string err = daemon->err();
-  size_t start = 0;
-  while (start < err.size()) {
-    size_t end = err.find('\n', start);
-    if (end == std::string::npos) end = err.size();
-    const std::string line = err.substr(start, end - start);
-    if (!line.empty()) {
-      EXPECT_EQ(line, "dm_read_flt64 error on key \"core.interval.demand.va.total.total\" with error code= -3");
-    }
-    start = end + 1;
-  }
+  expectPollingValues(van, ia);
+  expectPhasorValues(van);
+  expectSymmValues();
+  expectThdValues(van);
+  expectFlickerValues(van);
+  expectEnergyValues();
+  expectFactoryValues();
+  expectLabelValues();
+  expectOnlyTheUnresolvedDemandReadFails();
 }
 
 TEST_F(SimulatedMeter, DocumentsChangeOverTimeInPlainUnits) {
