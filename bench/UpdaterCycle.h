@@ -1,6 +1,6 @@
-// What the updater cycle benchmarks share: one cycle (getData + displayData)
-// measured against its floor with the heap allocations it makes, and the
-// options every such benchmark runs with.
+// What the updater cycle benchmarks share: the warm-up that sizes the floor, one
+// cycle (getData + displayData) measured against its floor with the heap
+// allocations it makes, and the options every such benchmark runs with.
 //
 // Thread-safety: the benchmark's thread only.
 #ifndef BENCH_UPDATERCYCLE_H_
@@ -8,8 +8,24 @@
 
 #include <benchmark/benchmark.h>
 
+#include <memory>
+
+#include "bench/DatamapReadCounter.h"
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
+
+// init(), one getData whose datamap reads (plus extraReads, words the cycle
+// reads besides) size the floor, and a warm-up displayData that brings the
+// buffers to their working size; returns the floor, documents still to add.
+template <typename Updater>
+std::unique_ptr<FloorCycle> warmUpUpdater(Updater& updater, long long extraReads = 0) {
+  updater.init();
+  const long long readsBefore = datamap_read_count();
+  updater.getData();
+  auto floor = std::make_unique<FloorCycle>(datamap_read_count() - readsBefore + extraReads);
+  updater.displayData();
+  return floor;
+}
 
 // Runs the benchmark's iterations as updater cycles against floor (see
 // FloorCycle::measure); returns the heap allocations all of them made.

@@ -16,6 +16,7 @@
 #include "bench/DatamapReadCounter.h"
 #include "bench/FloorCycle.h"
 #include "bench/HeapAllocationCounter.h"
+#include "bench/ShmWebRoot.h"
 #include "bench/UpdaterCycle.h"
 #include "livedata/Globals.h"
 #include "platform/meter_blocks.h"
@@ -92,20 +93,6 @@ std::string catalog() {
   return text;
 }
 
-// A private directory on tmpfs for the documents.
-class ShmDir {
- public:
-  ShmDir() {
-    char pattern[] = "/dev/shm/ldu-phasor-bench-XXXXXX";
-    path_ = mkdtemp(pattern) != nullptr ? pattern : "/tmp";
-  }
-  ~ShmDir() { testsupport::removeTree(path_); }
-  std::string file(const char* name) const { return path_ + "/" + name; }
-
- private:
-  std::string path_;
-};
-
 template <typename Updater>
 void runCycles(benchmark::State& state, const char* document, uint32_t wiring,
                long long blockReads = 0) {
@@ -118,16 +105,13 @@ void runCycles(benchmark::State& state, const char* document, uint32_t wiring,
   for (size_t i = 0; i < sizeof harmonicArrays; ++i) harmonicArrays[i] = static_cast<unsigned char>(i * 7);
   map.writeBlock(kReadingsBlock, first, harmonicArrays, sizeof harmonicArrays);
   hookup.store(wiring, std::memory_order_relaxed);
-  ShmDir dir;
+  ShmWebRoot root("ldu-phasor-bench", state);
+  if (!root.ok()) return;
   Updater updater;
-  updater.setJsonFile(dir.file(document).c_str());
-  updater.init();
-  const long long readsBefore = datamap_read_count();
-  updater.getData();
-  FloorCycle floor(datamap_read_count() - readsBefore + blockReads);
-  updater.displayData();  // warm-up: buffers reach their working size
-  floor.addDocumentLike(dir.file(document), dir.file((std::string("floor_") + document).c_str()));
-  const long long allocations = measureUpdaterCycles(state, floor, updater);
+  updater.setJsonFile((root.jsonDir() + document).c_str());
+  std::unique_ptr<FloorCycle> floor = warmUpUpdater(updater, blockReads);
+  floor->addDocumentLike(root.jsonDir() + document, root.jsonDir() + "floor_" + document);
+  const long long allocations = measureUpdaterCycles(state, *floor, updater);
   state.counters["allocs"] =
       benchmark::Counter(static_cast<double>(allocations), benchmark::Counter::kAvgIterations);
 }

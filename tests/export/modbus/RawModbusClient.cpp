@@ -8,6 +8,8 @@
 #include <sys/socket.h>
 #include <unistd.h>
 
+#include <cmath>
+
 namespace testsupport {
 
 RawModbusClient::~RawModbusClient() { close(); }
@@ -90,6 +92,25 @@ bool RawModbusClient::waitReadable(std::chrono::steady_clock::time_point end) {
     pollfd p{fd_, POLLIN, 0};
     if (poll(&p, 1, static_cast<int>(left.count())) > 0) return true;
   }
+}
+
+bool RawModbusClient::readIntegerMeterModel(std::vector<uint16_t>* registers) {
+  Bytes answer;
+  if (!send(readRequest(1, 40070, 107)) || !receiveFrame(&answer)) return false;
+  *registers = registersOf(answer);
+  return registers->size() == 107u;
+}
+
+std::vector<double> RawModbusClient::phaseVoltagesOf(const std::vector<uint16_t>& model) {
+  std::vector<double> volts;
+  for (size_t at = 8; at <= 10; ++at) {
+    volts.push_back(static_cast<int16_t>(model[at]) * voltageStepOf(model));
+  }
+  return volts;
+}
+
+double RawModbusClient::voltageStepOf(const std::vector<uint16_t>& model) {
+  return std::pow(10.0, static_cast<int16_t>(model[15]));
 }
 
 bool RawModbusClient::openMany(uint16_t port, int count, const Bytes& first,

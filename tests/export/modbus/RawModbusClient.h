@@ -43,6 +43,13 @@ class RawModbusClient {
                            uint8_t unit = 1, uint8_t function = 3);
   // The registers of a normal read answer; empty for an exception.
   static std::vector<uint16_t> registersOf(const Bytes& answer);
+  // The integer meter model (203 or 204) in one request: 107 registers from
+  // 40070 of unit 1 into *registers; false on a failed exchange or an exception.
+  bool readIntegerMeterModel(std::vector<uint16_t>* registers);
+  // The phase voltages AN, BN and CN of an integer meter model's registers, and
+  // the step of their scale factor (V_SF).
+  static std::vector<double> phaseVoltagesOf(const std::vector<uint16_t>& model);
+  static double voltageStepOf(const std::vector<uint16_t>& model);
   // Opens count more connections to 127.0.0.1:port into *clients, each sending
   // first (nothing when it is empty); false as soon as one fails.
   static bool openMany(uint16_t port, int count, const Bytes& first,

@@ -308,20 +308,19 @@ TEST_F(ModbusE2eTest, NoTornReadsWhileVoltagesFlip) {
   long reads = 0, torn = 0, highs = 0, low = 0;
   const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(seconds);
   while (std::chrono::steady_clock::now() < end) {
-    Bytes answer;
-    ASSERT_TRUE(client.send(RawModbusClient::readRequest(1, 40070, 107)));
-    ASSERT_TRUE(client.receiveFrame(&answer));
-    const std::vector<uint16_t> r = RawModbusClient::registersOf(answer);
-    ASSERT_EQ(r.size(), 107u);
-    const double step = std::pow(10.0, static_cast<int16_t>(r[15]));
-    for (int at = 8; at <= 10; ++at) {
-      const double volts = static_cast<int16_t>(r[at]) * step;
+    std::vector<uint16_t> r;
+    ASSERT_TRUE(client.readIntegerMeterModel(&r));
+    const double step = RawModbusClient::voltageStepOf(r);
+    const std::vector<double> phases = RawModbusClient::phaseVoltagesOf(r);
+    for (size_t phase = 0; phase < phases.size(); ++phase) {
+      const double volts = phases[phase];
       if (std::fabs(volts - 100.0) <= step) {
         ++low;
       } else if (std::fabs(volts - 20000.0) <= step) {
         ++highs;
       } else {
-        if (torn < 5) ADD_FAILURE() << "torn: " << r[at] << " sf " << r[15] << " at " << at;
+        if (torn < 5)
+          ADD_FAILURE() << "torn: " << r[8 + phase] << " sf " << r[15] << " at " << 8 + phase;
         ++torn;
       }
     }
