@@ -18,6 +18,7 @@
 #include "livedata/RuntimeLog.h"
 #include "platform/logexporter.h"
 #include "profile/ProfileLabel.h"
+#include "tests/support/RuntimeLogScope.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
 
@@ -101,15 +102,6 @@ TEST_F(RuntimeInput, DeviceIsUnopenable) {
 
 class TemplateInput : public ::testing::Test {
  protected:
-  void SetUp() override {
-    setenv("ZUL_LOG_FILE", logPath_.c_str(), 1);
-    open_zul_log(&channel_, "jttest", 3, 152);
-    set_runtime_log_channel(&channel_);
-  }
-  void TearDown() override {
-    set_runtime_log_channel(nullptr);
-    unsetenv("ZUL_LOG_FILE");
-  }
   // Reads path as a template; returns the read's status, *err standard error.
   int read(const std::string& path, std::string* text, std::string* err) {
     JsonTemplate engine;
@@ -119,11 +111,10 @@ class TemplateInput : public ::testing::Test {
     *err = capture.finish();
     return status;
   }
-  std::string logText() const { return testsupport::readFileOrEmpty(logPath_); }
+  std::string logText() const { return log_.text(); }
 
   TempDir dir_;
-  std::string logPath_ = dir_.file("log.txt");
-  ZUL_LOG_CHANNEL channel_ = {};
+  testsupport::RuntimeLogScope log_{dir_.file("log.txt"), "jttest"};
 };
 
 TEST_F(TemplateInput, FifoIsUnreadableAtOnce) {

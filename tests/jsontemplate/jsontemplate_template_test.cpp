@@ -9,6 +9,7 @@
 #include "livedata/Globals.h"
 #include "livedata/RuntimeLog.h"
 #include "tests/jsontemplate/JsonTemplateTestHelpers.h"
+#include "tests/support/RuntimeLogScope.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
 
@@ -270,26 +271,22 @@ TEST_F(Template, OutOfRangeStartRaisesTheSubstringFailure) {
 
 TEST_F(Template, MessagesGoToTheRuntimeLog) {
   testsupport::TempDir logDir;
-  const std::string logFile = logDir.file("log");
-  setenv("ZUL_LOG_FILE", logFile.c_str(), 1);
-  ZUL_LOG_CHANNEL channel{};
-  open_zul_log(&channel, "jttest", 3, 152);
-  set_runtime_log_channel(&channel);
-  map_.fail("t.u16", -6);
-  run("<?key \"name\"=\"no.such\"?><?key \"name\"=\"t.u16\"?><?key \"name\"=\"t.u16\" "
-      "\"isValidKey\"=\"no.valid\"?><?key \"name\"=\"t.u16\"\n");
-  set_runtime_log_channel(nullptr);
-  close_zul_log(&channel);
-  unsetenv("ZUL_LOG_FILE");
-  EXPECT_EQ("jttest <3>: dm_get_info error on key \"no.such\" with error code=-2\n"
-            "jttest <3>: dm_get_info error on isvalid key \"no.valid\" with error code=-2\n"
-            "jttest <3>: /t.json : key missing terminator at position 92 - "
-            "<?key \"name\"=\"t.u16\"\n\n"  // the excerpt keeps the template's line end
-            "jttest <3>: /t.json : Unknown data type (0) for key \"no.such\"\n"
-            "jttest <3>: /t.json : dm_read_uint16 error on key \"t.u16\" with error code=-6\n"
-            "jttest <3>: /t.json : dm_read_boolean error on isValid key \"no.valid\" with error "
-            "code=-3\n",
-            testsupport::readFile(logFile));
+  {
+    testsupport::RuntimeLogScope log(logDir.file("log"), "jttest");
+    map_.fail("t.u16", -6);
+    run("<?key \"name\"=\"no.such\"?><?key \"name\"=\"t.u16\"?><?key \"name\"=\"t.u16\" "
+        "\"isValidKey\"=\"no.valid\"?><?key \"name\"=\"t.u16\"\n");
+  }
+  EXPECT_EQ(
+      "jttest <3>: dm_get_info error on key \"no.such\" with error code=-2\n"
+      "jttest <3>: dm_get_info error on isvalid key \"no.valid\" with error code=-2\n"
+      "jttest <3>: /t.json : key missing terminator at position 92 - "
+      "<?key \"name\"=\"t.u16\"\n\n"  // the excerpt keeps the template's line end
+      "jttest <3>: /t.json : Unknown data type (0) for key \"no.such\"\n"
+      "jttest <3>: /t.json : dm_read_uint16 error on key \"t.u16\" with error code=-6\n"
+      "jttest <3>: /t.json : dm_read_boolean error on isValid key \"no.valid\" with error "
+      "code=-3\n",
+      testsupport::readFile(logDir.file("log")));
 }
 
 }  // namespace

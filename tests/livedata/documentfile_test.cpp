@@ -16,6 +16,7 @@
 #include "livedata/Globals.h"
 #include "livedata/JsonDirectory.h"
 #include "livedata/RuntimeLog.h"
+#include "tests/support/RuntimeLogScope.h"
 #include "tests/support/TempDir.h"
 
 using testsupport::TempDir;
@@ -148,17 +149,12 @@ TEST(DocumentFile, DeviceAtThePathIsSkippedAndLeftAlone) {
 class DocumentWriteFailure : public ::testing::Test {
  protected:
   void SetUp() override {
-    setenv("ZUL_LOG_FILE", logPath_.c_str(), 1);
-    open_zul_log(&channel_, "livedata_update_runtime", 3, 152);
-    set_runtime_log_channel(&channel_);
     previousHandler_ = signal(SIGXFSZ, SIG_IGN);
     ASSERT_EQ(0, getrlimit(RLIMIT_FSIZE, &saved_));
   }
   void TearDown() override {
     setrlimit(RLIMIT_FSIZE, &saved_);
     signal(SIGXFSZ, previousHandler_);
-    set_runtime_log_channel(nullptr);
-    unsetenv("ZUL_LOG_FILE");
   }
   void limitFileSize(rlim_t bytes) {
     struct rlimit limit = saved_;
@@ -172,12 +168,11 @@ class DocumentWriteFailure : public ::testing::Test {
     doc.append(text.c_str());
     doc.close();
   }
-  std::string logText() { return testsupport::readFileOrEmpty(logPath_); }
+  std::string logText() { return log_.text(); }
 
   TempDir dir_;
   std::string docPath_ = dir_.file("a.json");
-  std::string logPath_ = dir_.file("log.txt");
-  ZUL_LOG_CHANNEL channel_ = {};
+  testsupport::RuntimeLogScope log_{dir_.file("log.txt"), "livedata_update_runtime"};
   struct rlimit saved_ = {};
   void (*previousHandler_)(int) = SIG_DFL;
 };

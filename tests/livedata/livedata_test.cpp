@@ -13,6 +13,7 @@
 #include "livedata/Globals.h"
 #include "livedata/LiveData.h"
 #include "livedata/RuntimeLog.h"
+#include "tests/support/RuntimeLogScope.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
 
@@ -286,21 +287,12 @@ TEST(LiveData, EventFdWithValueWakesAndIsDrained) {
 
 TEST(LiveData, EpollWaitErrorIsReportedAndLogged) {
   TempDir dir;
-  setenv("ZUL_LOG_FILE", dir.file("log").c_str(), 1);
-  ZUL_LOG_CHANNEL channel = {};
-  open_zul_log(&channel, "livedata_update_runtime", 3, 152);
-  ZUL_LOG_CHANNEL* previous = runtime_log_channel();
-  set_runtime_log_channel(&channel);
+  testsupport::RuntimeLogScope log(dir.file("log"), "livedata_update_runtime");
   CountingUpdate updater;
   testsupport::StreamCapture err(2);
   updater.waitOnEventFd(-1, 10);
-  std::string text = err.finish();
-  set_runtime_log_channel(previous);
-  unsetenv("ZUL_LOG_FILE");
-  EXPECT_EQ("LiveData epoll_wait error=9 EBADF\n", text);
-  EXPECT_EQ("livedata_update_runtime <3>: LiveData epoll_wait error=9 EBADF\n",
-            testsupport::readFile(dir.file("log")));
-  close_zul_log(&channel);
+  EXPECT_EQ("LiveData epoll_wait error=9 EBADF\n", err.finish());
+  EXPECT_EQ("livedata_update_runtime <3>: LiveData epoll_wait error=9 EBADF\n", log.text());
 }
 
 TEST(LiveData, EpollWaitOnNonEpollDescriptorIsEinval) {

@@ -13,6 +13,7 @@
 #include "livedata/RuntimeLog.h"
 #include "platform/common_api.h"
 #include "tests/support/MapFixture.h"
+#include "tests/support/RuntimeLogScope.h"
 #include "tests/support/StreamCapture.h"
 #include "tests/support/TempDir.h"
 #include "tests/updaters/polling_test_data.h"
@@ -38,9 +39,6 @@ class PollingLedTest : public ::testing::Test {
  protected:
   void SetUp() override {
     setenv("WEB_ROOT", dir_.path().c_str(), 1);
-    setenv("ZUL_LOG_FILE", logPath_.c_str(), 1);
-    open_zul_log(&channel_, "livedata_update_runtime", 3, 152);
-    set_runtime_log_channel(&channel_);
     timestamp_print_out_format = 0;
     debug = false;
     map_ = std::make_unique<MapFixture>(polling_test::catalog());
@@ -51,9 +49,6 @@ class PollingLedTest : public ::testing::Test {
   void TearDown() override {
     updater_.reset();  // stops the sampler
     map_.reset();
-    set_runtime_log_channel(nullptr);
-    close_zul_log(&channel_);
-    unsetenv("ZUL_LOG_FILE");
     unsetenv("WEB_ROOT");
   }
 
@@ -68,12 +63,19 @@ class PollingLedTest : public ::testing::Test {
     return readFile(path_);
   }
 
-  std::string log() { return testsupport::readFileOrEmpty(logPath_); }
+  std::string log() { return log_.text(); }
+
+  // Waits (10 s at most) until the document shows samples as its digins.
+  bool waitForDigins(const std::string& samples) {
+    const std::string expected = polling_test::document(
+        polling_test::kVoltsV, polling_test::kCurrentsA, polling_test::kPowersPlain,
+        polling_test::kEnumerations, polling_test::header(samples));
+    return waitFor([&] { return document() == expected; }, std::chrono::seconds(10));
+  }
 
   TempDir dir_;
   std::string path_ = dir_.file("polling_data.json");
-  std::string logPath_ = dir_.file("zul.log");
-  ZUL_LOG_CHANNEL channel_ = {};
+  testsupport::RuntimeLogScope log_{dir_.file("zul.log"), "livedata_update_runtime"};
   std::unique_ptr<MapFixture> map_;
   std::unique_ptr<PollingUpdate> updater_;
 };
@@ -84,19 +86,9 @@ TEST_F(PollingLedTest, SamplesAppearAsHighBytesInDigins) {
                                    polling_test::kPowersPlain),
             document());
   startSampler(50);
-  std::string expected = polling_test::document(
-      polling_test::kVoltsV, polling_test::kCurrentsA, polling_test::kPowersPlain,
-      polling_test::kEnumerations,
-      polling_test::header("\"18\",\"18\",\"18\",\"18\",\"18\""));
-  EXPECT_TRUE(waitFor([&] { return document() == expected; }, std::chrono::seconds(10)))
-      << document();
+  EXPECT_TRUE(waitForDigins("\"18\",\"18\",\"18\",\"18\",\"18\"")) << document();
   map_->set("reading.digin.flag", "0xab00");
-  std::string changed = polling_test::document(
-      polling_test::kVoltsV, polling_test::kCurrentsA, polling_test::kPowersPlain,
-      polling_test::kEnumerations,
-      polling_test::header("\"171\",\"171\",\"171\",\"171\",\"171\""));
-  EXPECT_TRUE(waitFor([&] { return document() == changed; }, std::chrono::seconds(10)))
-      << document();
+  EXPECT_TRUE(waitForDigins("\"171\",\"171\",\"171\",\"171\",\"171\"")) << document();
   EXPECT_EQ("", log());
 }
 
