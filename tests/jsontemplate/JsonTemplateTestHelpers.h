@@ -1,8 +1,11 @@
 // Shared pieces of the template engine tests: a datamap with one key of every
-// type, restoring the class-wide default attributes, and running a template
-// through the engine for a number of cycles with standard error captured.
+// type, restoring the class-wide default attributes, running a template
+// through the engine for a number of cycles with standard error captured, and
+// the fixture that runs templates against that datamap.
 #ifndef TESTS_JSONTEMPLATE_JSONTEMPLATETESTHELPERS_H_
 #define TESTS_JSONTEMPLATE_JSONTEMPLATETESTHELPERS_H_
+
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <string>
@@ -57,6 +60,18 @@ class TemplateRun {
 // Processes text once in a fresh engine; returns the output (stderr into *err).
 std::string processOnce(testsupport::MapFixture& map, const std::string& text,
                         std::string* err = nullptr);
+
+// The fixture of tests that run templates against a map made from kCatalog.
+class CatalogTest : public ::testing::Test {
+ protected:
+  CatalogTest() : map_(kCatalog) {}
+  // processOnce on the fixture's map.
+  std::string run(const std::string& text, std::string* err = nullptr) {
+    return processOnce(map_, text, err);
+  }
+
+  testsupport::MapFixture map_;
+};
 
 }  // namespace jttest
 

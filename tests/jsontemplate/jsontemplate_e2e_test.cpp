@@ -9,6 +9,7 @@
 #include <unistd.h>
 
 #include <chrono>
+#include <memory>
 #include <sstream>
 #include <string>
 #include <vector>
@@ -29,6 +30,78 @@ const char kCatalog[] =
     "t.ts12 ts12 2026-03-05 07:08:09\n"
     "t.bad boolean 0\n"
     "t.str16 string16 hello\n";
+
+// Runs the tool with --step, reading each document as it comes, so that the
+// test can change the map and the template between cycles.
+class SteppedTool {
+ public:
+  explicit SteppedTool(const std::vector<std::string>& args, const std::vector<std::string>& env) {
+    std::vector<std::string> argv;
+    const char* emulator = getenv("LDU_TEST_EMULATOR");
+    if (emulator != nullptr) {
+      std::istringstream words(emulator);
+      for (std::string word; words >> word;) argv.push_back(word);
+    }
+    argv.push_back(testsupport::stagedProgram("bin/jsontemplate"));
+    argv.insert(argv.end(), args.begin(), args.end());
+    int in[2], out[2];
+    if (pipe(in) != 0 || pipe(out) != 0) return;
+    pid_ = fork();
+    if (pid_ == 0) {
+      dup2(in[0], 0);
+      dup2(out[1], 1);
+      close(in[0]);
+      close(in[1]);
+      close(out[0]);
+      close(out[1]);
+      for (const std::string& e : env) putenv(strdup(e.c_str()));
+      std::vector<char*> cargv;
+      for (std::string& a : argv) cargv.push_back(&a[0]);
+      cargv.push_back(nullptr);
+      execv(cargv[0], cargv.data());
+      _exit(127);
+    }
+    close(in[0]);
+    close(out[1]);
+    toChild_ = in[1];
+    fromChild_ = out[0];
+  }
+  ~SteppedTool() {
+    if (toChild_ >= 0) close(toChild_);
+    if (fromChild_ >= 0) close(fromChild_);
+    if (pid_ > 0 && !reaped_) {
+      kill(pid_, SIGKILL);
+      waitpid(pid_, nullptr, 0);
+    }
+  }
+  // The next document (up to the separator); "" at end of output.
+  std::string next() {
+    std::string doc;
+    char c;
+    while (read(fromChild_, &c, 1) == 1) {
+      if (c == '\x1e') return doc;
+      doc += c;
+    }
+    return doc;
+  }
+  void step() { ASSERT_EQ(1, write(toChild_, "\n", 1)); }
+  int finish() {
+    close(toChild_);
+    toChild_ = -1;
+    std::string rest = next();
+    EXPECT_EQ("", rest);
+    int status = 0;
+    waitpid(pid_, &status, 0);
+    reaped_ = true;
+    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
+  }
+
+ private:
+  pid_t pid_ = -1;
+  bool reaped_ = false;
+  int toChild_ = -1;
+  int fromChild_ = -1;
+};
 
 class Tool : public ::testing::Test {
  protected:
@@ -60,6 +133,21 @@ class Tool : public ::testing::Test {
   ProcessResult tool(std::vector<std::string> args, const std::string& stdinText = "") {
     args.insert(args.begin(), testsupport::stagedProgram("bin/jsontemplate"));
     return testsupport::runProcess(args, options(stdinText));
+  }
+
+  // The tool stepping through cycles of the template at path with the fixture's map.
+  std::unique_ptr<SteppedTool> stepped(const std::string& path, int cycles) {
+    return std::make_unique<SteppedTool>(
+        std::vector<std::string>{"--map", mapPath_, "--step", "--cycles", std::to_string(cycles),
+                                 "--interval", "1", path},
+        options().env);
+  }
+
+  // Sets key to value in the map, lets the tool take a step and returns its document.
+  std::string nextAfterSet(SteppedTool& tool, const std::string& key, const std::string& value) {
+    dmset(key, value);
+    tool.step();
+    return tool.next();
   }
 
   std::string writeTemplate(const std::string& text, const std::string& name = "t.json") {
@@ -122,95 +210,22 @@ TEST_F(Tool, MissingKeyAndUnterminatedMarkerAreReported) {
             testsupport::readFile(dir_.file("log")));
 }
 
-// Runs the tool with --step, reading each document as it comes, so that the
-// test can change the map and the template between cycles.
-class SteppedTool {
- public:
-  explicit SteppedTool(const std::vector<std::string>& args, const std::vector<std::string>& env) {
-    std::vector<std::string> argv;
-    const char* emulator = getenv("LDU_TEST_EMULATOR");
-    if (emulator != nullptr) {
-      std::istringstream words(emulator);
-      for (std::string word; words >> word;) argv.push_back(word);
-    }
-    argv.push_back(testsupport::stagedProgram("bin/jsontemplate"));
-    argv.insert(argv.end(), args.begin(), args.end());
-    int in[2], out[2];
-    if (pipe(in) != 0 || pipe(out) != 0) return;
-    pid_ = fork();
-    if (pid_ == 0) {
-      dup2(in[0], 0);
-      dup2(out[1], 1);
-      close(in[0]); close(in[1]); close(out[0]); close(out[1]);
-      for (const std::string& e : env) putenv(strdup(e.c_str()));
-      std::vector<char*> cargv;
-      for (std::string& a : argv) cargv.push_back(&a[0]);
-      cargv.push_back(nullptr);
-      execv(cargv[0], cargv.data());
-      _exit(127);
-    }
-    close(in[0]);
-    close(out[1]);
-    toChild_ = in[1];
-    fromChild_ = out[0];
-  }
-  ~SteppedTool() {
-    if (toChild_ >= 0) close(toChild_);
-    if (fromChild_ >= 0) close(fromChild_);
-    if (pid_ > 0 && !reaped_) {
-      kill(pid_, SIGKILL);
-      waitpid(pid_, nullptr, 0);
-    }
-  }
-  // The next document (up to the separator); "" at end of output.
-  std::string next() {
-    std::string doc;
-    char c;
-    while (read(fromChild_, &c, 1) == 1) {
-      if (c == '\x1e') return doc;
-      doc += c;
-    }
-    return doc;
-  }
-  void step() { ASSERT_EQ(1, write(toChild_, "\n", 1)); }
-  int finish() {
-    close(toChild_);
-    toChild_ = -1;
-    std::string rest = next();
-    EXPECT_EQ("", rest);
-    int status = 0;
-    waitpid(pid_, &status, 0);
-    reaped_ = true;
-    return WIFEXITED(status) ? WEXITSTATUS(status) : -1;
-  }
-
- private:
-  pid_t pid_ = -1;
-  bool reaped_ = false;
-  int toChild_ = -1;
-  int fromChild_ = -1;
-};
-
 TEST_F(Tool, StepWithATemplateEditedBetweenCycles) {
   const std::string path = writeTemplate("X<?key \"name\"=\"t.u16\" \"width\"=\"1\"?>\n");
-  SteppedTool t({"--map", mapPath_, "--step", "--cycles", "5", "--interval", "1", path},
-                options().env);
-  EXPECT_EQ("X1000\n", t.next());
-  dmset("t.u16", "7");
-  t.step();
-  EXPECT_EQ("X7\n", t.next());
+  auto t = stepped(path, 5);
+  EXPECT_EQ("X1000\n", t->next());
+  EXPECT_EQ("X7\n", nextAfterSet(*t, "t.u16", "7"));
   // A different size: the next cycle re-reads and appends the new contents.
   testsupport::writeFile(path, "Y<?key \"name\"=\"t.str16\" \"width\"=\"1\"?>!\n");
-  t.step();
-  EXPECT_EQ("X7\nYhello!\n", t.next());
-  EXPECT_EQ(0, t.finish());  // end of input ends the run before the cycles are done
+  t->step();
+  EXPECT_EQ("X7\nYhello!\n", t->next());
+  EXPECT_EQ(0, t->finish());  // end of input ends the run before the cycles are done
 }
 
 TEST_F(Tool, StepFollowsAMapReplacedBetweenCycles) {
   const std::string path = writeTemplate("X<?key \"name\"=\"t.u16\" \"width\"=\"1\"?>\n");
-  SteppedTool t({"--map", mapPath_, "--step", "--cycles", "2", "--interval", "1", path},
-                options().env);
-  EXPECT_EQ("X1000\n", t.next());
+  auto t = stepped(path, 2);
+  EXPECT_EQ("X1000\n", t->next());
   // dmtool create makes a new file and marks the old one superseded; the value
   // set afterwards exists only in the new map.
   ProcessResult r = testsupport::runProcess(
@@ -219,25 +234,20 @@ TEST_F(Tool, StepFollowsAMapReplacedBetweenCycles) {
       options());
   ASSERT_EQ(0, r.exitCode) << r.err;
   dmset("t.u16", "8");
-  t.step();
-  EXPECT_EQ("X8\n", t.next());
-  EXPECT_EQ(0, t.finish());
+  t->step();
+  EXPECT_EQ("X8\n", t->next());
+  EXPECT_EQ(0, t->finish());
 }
 
 TEST_F(Tool, StepInFixedWidthMode) {
   const std::string path =
       writeTemplate("<?key \"name\"=\"!Default Attributes\" \"width\"=\"6\" \"precision\"=\"1\"?>"
                     "[<?key \"name\"=\"t.f64\"?>]tail\n");
-  SteppedTool t({"--map", mapPath_, "--step", "--cycles", "3", "--interval", "1", path},
-                options().env);
-  EXPECT_EQ("[   3.1]tail\n", t.next());
-  dmset("t.f64", "2.5");
-  t.step();
-  EXPECT_EQ("[   2.5]tail\n", t.next());
-  dmset("t.f64", "12345678.5");
-  t.step();
-  EXPECT_EQ("[12345678.5l\n", t.next());
-  EXPECT_EQ(0, t.finish());
+  auto t = stepped(path, 3);
+  EXPECT_EQ("[   3.1]tail\n", t->next());
+  EXPECT_EQ("[   2.5]tail\n", nextAfterSet(*t, "t.f64", "2.5"));
+  EXPECT_EQ("[12345678.5l\n", nextAfterSet(*t, "t.f64", "12345678.5"));
+  EXPECT_EQ(0, t->finish());
 }
 
 TEST_F(Tool, UnopenableMapExitsOne) {

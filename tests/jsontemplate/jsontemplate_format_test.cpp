@@ -2,6 +2,7 @@
 // the stream rules (notation, precision, width, fill, adjustment).
 #include <gtest/gtest.h>
 
+#include <memory>
 #include <string>
 
 #include "jsontemplate/JsonTemplate.h"
@@ -17,6 +18,13 @@ typedef JsonTemplateFieldFormat Fmt;
 void fill(std::string (&values)[Fmt::kAttributeCount], std::initializer_list<const char*> texts) {
   int i = 0;
   for (const char* text : texts) values[i++] = text;
+}
+
+// The attribute set of texts, given in attribute order.
+std::unique_ptr<Fmt> formatOf(std::initializer_list<const char*> texts) {
+  std::string values[Fmt::kAttributeCount];
+  fill(values, texts);
+  return std::make_unique<Fmt>(values);
 }
 
 TEST(JsonTemplateFieldFormat, DefaultConstructorHasEmptyTextsAndDefaultNumbers) {
@@ -46,27 +54,20 @@ TEST(JsonTemplateFieldFormat, ParsesNumbersLikeTheCLibrary) {
 }
 
 TEST(JsonTemplateFieldFormat, EqualsIgnoresNameAndValidityKey) {
-  std::string a[Fmt::kAttributeCount];
-  std::string b[Fmt::kAttributeCount];
-  fill(a, {"one", "~", "key.a", "1.0", "fixed", "3", "", "20", "", "left"});
-  fill(b, {"two", "~", "key.b", "1.0", "fixed", "3", "", "20", "", "left"});
-  Fmt fa(a), fb(b);
-  EXPECT_TRUE(fa.equals(&fb));
-  EXPECT_TRUE(fb.equals(&fa));
-  EXPECT_FALSE(fa.equals(nullptr));
+  const auto fa = formatOf({"one", "~", "key.a", "1.0", "fixed", "3", "", "20", "", "left"});
+  const auto fb = formatOf({"two", "~", "key.b", "1.0", "fixed", "3", "", "20", "", "left"});
+  EXPECT_TRUE(fa->equals(fb.get()));
+  EXPECT_TRUE(fb->equals(fa.get()));
+  EXPECT_FALSE(fa->equals(nullptr));
 }
 
 TEST(JsonTemplateFieldFormat, EqualsNeedsIdenticalFirstCharacters) {
-  std::string a[Fmt::kAttributeCount];
-  std::string b[Fmt::kAttributeCount];
-  fill(a, {"", "", "", "", "fixed", "", "", "", "", ""});
-  fill(b, {"", "", "", "", "Fixed", "", "", "", "", ""});
-  Fmt lower(a), capital(b);
-  EXPECT_FALSE(lower.equals(&capital));
-  b[Fmt::kFloat] = "fIXED";
-  Fmt mixed(b);
-  EXPECT_TRUE(lower.equals(&mixed));
-  EXPECT_TRUE(mixed.equals(&lower));
+  const auto lower = formatOf({"", "", "", "", "fixed", "", "", "", "", ""});
+  const auto capital = formatOf({"", "", "", "", "Fixed", "", "", "", "", ""});
+  EXPECT_FALSE(lower->equals(capital.get()));
+  const auto mixed = formatOf({"", "", "", "", "fIXED", "", "", "", "", ""});
+  EXPECT_TRUE(lower->equals(mixed.get()));
+  EXPECT_TRUE(mixed->equals(lower.get()));
 }
 
 TEST(JsonTemplateFieldFormat, EqualsComparesEveryOtherAttribute) {

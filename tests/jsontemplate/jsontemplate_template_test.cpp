@@ -18,14 +18,7 @@ namespace {
 using jttest::CycleResult;
 using jttest::TemplateRun;
 
-class Template : public ::testing::Test {
- protected:
-  Template() : map_(jttest::kCatalog) {}
-  std::string run(const std::string& text, std::string* err = nullptr) {
-    return jttest::processOnce(map_, text, err);
-  }
-  testsupport::MapFixture map_;
-};
+using Template = jttest::CatalogTest;
 
 TEST_F(Template, TextWithoutMarkersIsCopied) {
   TemplateRun t(map_, "{\n  \"a\": 1\n}\n");

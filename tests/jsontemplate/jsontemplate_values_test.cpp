@@ -15,14 +15,7 @@ namespace {
 using jttest::CycleResult;
 using jttest::TemplateRun;
 
-class Values : public ::testing::Test {
- protected:
-  Values() : map_(jttest::kCatalog) {}
-  std::string run(const std::string& text, std::string* err = nullptr) {
-    return jttest::processOnce(map_, text, err);
-  }
-  testsupport::MapFixture map_;
-};
+using Values = jttest::CatalogTest;
 
 TEST_F(Values, Uint16ScaleIsNarrowedToSixteenBits) {
   EXPECT_EQ("500\n", run("<?key \"name\"=\"t.u16\" \"scale\"=\"0.5\" \"width\"=\"1\"?>\n"));

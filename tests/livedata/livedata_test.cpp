@@ -26,6 +26,12 @@ namespace {
 // Counts the calls of each virtual step of the cycle.
 class CountingUpdate : public LiveData {
  public:
+  CountingUpdate() = default;
+  // An updater that writes no document, cycling every intervalMs once it runs.
+  explicit CountingUpdate(int intervalMs) {
+    setWriteThrough(false);
+    setInterval(intervalMs);
+  }
   // Like every updater: its thread must end before its own members go away.
   ~CountingUpdate() override { stop(); }
 
@@ -97,9 +103,7 @@ TEST(LiveData, StopWithoutStartReturnsZero) {
 }
 
 TEST(LiveData, CyclesEveryIntervalUntilStopped) {
-  CountingUpdate updater;
-  updater.setWriteThrough(false);
-  updater.setInterval(10);
+  CountingUpdate updater(10);
   ASSERT_EQ(0, updater.run());
   EXPECT_NE(0u, updater.getThreadId());
   ASSERT_TRUE(waitFor([&] { return updater.cycles.load() >= 5; }));
@@ -114,9 +118,7 @@ TEST(LiveData, CyclesEveryIntervalUntilStopped) {
 }
 
 TEST(LiveData, PeriodIsAtLeastTheInterval) {
-  CountingUpdate updater;
-  updater.setWriteThrough(false);
-  updater.setInterval(100);
+  CountingUpdate updater(100);
   auto start = Clock::now();
   ASSERT_EQ(0, updater.run());
   ASSERT_TRUE(waitFor([&] { return updater.cycles.load() >= 3; }));
@@ -126,9 +128,7 @@ TEST(LiveData, PeriodIsAtLeastTheInterval) {
 }
 
 TEST(LiveData, NegativeIntervalRunsOnceUntilCancelled) {
-  CountingUpdate updater;
-  updater.setWriteThrough(false);
-  updater.setInterval(-1);
+  CountingUpdate updater(-1);
   ASSERT_EQ(0, updater.run());
   ASSERT_TRUE(waitFor([&] { return updater.cycles.load() >= 1; }));
   std::this_thread::sleep_for(std::chrono::milliseconds(200));
@@ -140,9 +140,7 @@ TEST(LiveData, NegativeIntervalRunsOnceUntilCancelled) {
 }
 
 TEST(LiveData, LongIntervalIsCutShortByStop) {
-  CountingUpdate updater;
-  updater.setWriteThrough(false);
-  updater.setInterval(60000);
+  CountingUpdate updater(60000);
   ASSERT_EQ(0, updater.run());
   ASSERT_TRUE(waitFor([&] { return updater.cycles.load() >= 1; }));
   auto start = Clock::now();
@@ -151,9 +149,7 @@ TEST(LiveData, LongIntervalIsCutShortByStop) {
 }
 
 TEST(LiveData, DestructorStopsTheThread) {
-  auto* updater = new CountingUpdate();
-  updater->setWriteThrough(false);
-  updater->setInterval(5);
+  auto* updater = new CountingUpdate(5);
   ASSERT_EQ(0, updater->run());
   ASSERT_TRUE(waitFor([&] { return updater->cycles.load() >= 2; }));
   delete updater;  // must not hang or crash
@@ -183,10 +179,8 @@ TEST(LiveData, WriteThroughWritesTheDocument) {
 
 TEST(LiveData, WithoutWriteThroughNoDocumentIsWritten) {
   TempDir dir;
-  CountingUpdate updater;
-  updater.setWriteThrough(false);
+  CountingUpdate updater(5);
   updater.setJsonFile(dir.file("doc.json").c_str());
-  updater.setInterval(5);
   ASSERT_EQ(0, updater.run());
   ASSERT_TRUE(waitFor([&] { return updater.cycles.load() >= 3; }));
   updater.stop();
@@ -329,9 +323,7 @@ TEST(LiveData, DebugEnabledNeedsDebugAndASharedMaskBit) {
 }
 
 TEST(LiveData, SecondThreadOnTheSameObjectIsStoppedByItsOwnId) {
-  CountingUpdate updater;
-  updater.setWriteThrough(false);
-  updater.setInterval(20);
+  CountingUpdate updater(20);
   pthread_t extra = 0;
   ASSERT_EQ(0, updater.run(&extra, LiveData::cmd_process_thread));
   ASSERT_TRUE(waitFor([&] { return updater.cycles.load() >= 2; }));

@@ -15,6 +15,13 @@ std::string layout(const ZUL_TIMESTAMP_8B_STRUCT& ts, int format) {
   return text;
 }
 
+// Expects ts in the month-first layout (1) and the year-first layout (0).
+void expectLayouts(const ZUL_TIMESTAMP_8B_STRUCT& ts, const char* monthFirst,
+                   const char* yearFirst) {
+  EXPECT_EQ(monthFirst, layout(ts, 1));
+  EXPECT_EQ(yearFirst, layout(ts, 0));
+}
+
 std::string printed(const ZUL_TIMESTAMP_8B_STRUCT& ts, int format) {
   char* buffer = nullptr;
   size_t size = 0;
@@ -28,34 +35,29 @@ std::string printed(const ZUL_TIMESTAMP_8B_STRUCT& ts, int format) {
 
 TEST(Timestamp, AllZero) {
   ZUL_TIMESTAMP_8B_STRUCT ts = {};
-  EXPECT_EQ("00/00/0000 00:00:00", layout(ts, 1));
-  EXPECT_EQ("0000-00-00 00:00:00", layout(ts, 0));
+  expectLayouts(ts, "00/00/0000 00:00:00", "0000-00-00 00:00:00");
 }
 
 TEST(Timestamp, MonthFirstAndYearFirst) {
   ZUL_TIMESTAMP_8B_STRUCT ts = {20, 22, 10, 5, 19, 3, 30, 99};
-  EXPECT_EQ("10/05/2022 19:03:30", layout(ts, 1));
-  EXPECT_EQ("2022-10-05 19:03:30", layout(ts, 0));
+  expectLayouts(ts, "10/05/2022 19:03:30", "2022-10-05 19:03:30");
   EXPECT_EQ("2022-10-05 19:03:30", layout(ts, 2));
   EXPECT_EQ("2022-10-05 19:03:30", layout(ts, -1));
 }
 
 TEST(Timestamp, SingleDigitFieldsArePadded) {
   ZUL_TIMESTAMP_8B_STRUCT ts = {20, 1, 2, 3, 4, 5, 6, 0};
-  EXPECT_EQ("02/03/2001 04:05:06", layout(ts, 1));
-  EXPECT_EQ("2001-02-03 04:05:06", layout(ts, 0));
+  expectLayouts(ts, "02/03/2001 04:05:06", "2001-02-03 04:05:06");
 }
 
 TEST(Timestamp, OutOfRangeBytesPrintAsTheyAre) {
   ZUL_TIMESTAMP_8B_STRUCT ts = {255, 255, 255, 255, 255, 255, 255, 255};
-  EXPECT_EQ("255/255/255255 255:255:255", layout(ts, 1));
-  EXPECT_EQ("255255-255-255 255:255:255", layout(ts, 0));
+  expectLayouts(ts, "255/255/255255 255:255:255", "255255-255-255 255:255:255");
 }
 
 TEST(Timestamp, MixedWidthsKeepTheirOrder) {
   ZUL_TIMESTAMP_8B_STRUCT ts = {100, 9, 10, 99, 0, 199, 5, 0};
-  EXPECT_EQ("10/99/10009 00:199:05", layout(ts, 1));
-  EXPECT_EQ("10009-10-99 00:199:05", layout(ts, 0));
+  expectLayouts(ts, "10/99/10009 00:199:05", "10009-10-99 00:199:05");
   char text[kTimestampTextSize];
   EXPECT_EQ(21, sprint_out_ZUL_8byte_timestamp(text, &ts, 0));
 }

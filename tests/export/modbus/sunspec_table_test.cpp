@@ -78,23 +78,20 @@ TEST(SunSpecTable, CommonModelMatchesDefinition) {
   EXPECT_EQ(modbus::modelLayout(0).length, 66);
 }
 
-TEST(SunSpecTable, IntegerMeterModelsMatchDefinitions) {
-  const ModelLayout& layout = modbus::modelLayout(1);
-  EXPECT_EQ(layout.wyeId, 203);
-  EXPECT_EQ(layout.deltaId, 204);
-  EXPECT_EQ(layout.length, 105);
-  expectLayoutMatches(layout, 203);
-  expectLayoutMatches(layout, 204);
+// The meter model pair of layout index: its wye and delta ids, its length, and
+// both definitions matched point by point.
+void expectMeterModels(size_t index, int wyeId, int deltaId, int length) {
+  const ModelLayout& layout = modbus::modelLayout(index);
+  EXPECT_EQ(layout.wyeId, wyeId);
+  EXPECT_EQ(layout.deltaId, deltaId);
+  EXPECT_EQ(layout.length, length);
+  expectLayoutMatches(layout, wyeId);
+  expectLayoutMatches(layout, deltaId);
 }
 
-TEST(SunSpecTable, FloatMeterModelsMatchDefinitions) {
-  const ModelLayout& layout = modbus::modelLayout(2);
-  EXPECT_EQ(layout.wyeId, 213);
-  EXPECT_EQ(layout.deltaId, 214);
-  EXPECT_EQ(layout.length, 124);
-  expectLayoutMatches(layout, 213);
-  expectLayoutMatches(layout, 214);
-}
+TEST(SunSpecTable, IntegerMeterModelsMatchDefinitions) { expectMeterModels(1, 203, 204, 105); }
+
+TEST(SunSpecTable, FloatMeterModelsMatchDefinitions) { expectMeterModels(2, 213, 214, 124); }
 
 TEST(SunSpecTable, ModelsFollowEachOtherFromSunS) {
   size_t next = 2;  // after "SunS"
