@@ -39,6 +39,13 @@ long long measureUpdaterCycles(benchmark::State& state, FloorCycle& floor, Updat
   return heap_allocation_count() - before;
 }
 
+// Reports allocations (made over all of state's iterations) per cycle as the
+// counter "allocs_per_cycle".
+inline void reportAllocationsPerCycle(benchmark::State& state, long long allocations) {
+  state.counters["allocs_per_cycle"] = benchmark::Counter(static_cast<double>(allocations) /
+                                                          static_cast<double>(state.iterations()));
+}
+
 // The cycle's own time as the manual time, in microseconds, five repetitions
 // reported as their aggregates: BENCHMARK(BM_X)->Apply(updaterCycleOptions).
 inline void updaterCycleOptions(benchmark::internal::Benchmark* benchmark) {

@@ -41,10 +41,8 @@ static void BM_EnergyCycle(benchmark::State& state) {
   for (const char* name : {"energy_data.json", "meter_factory_setting.json"}) {
     floor->addDocumentLike(jsonDir + "/" + name, jsonDir + "/floor_" + name);
   }
-  const long long allocations = measureUpdaterCycles(state, *floor, updater);
+  reportAllocationsPerCycle(state, measureUpdaterCycles(state, *floor, updater));
   quiet.finish();
-  state.counters["allocs_per_cycle"] = benchmark::Counter(static_cast<double>(allocations) /
-                                                          static_cast<double>(state.iterations()));
 }
 BENCHMARK(BM_EnergyCycle)->Apply(updaterCycleOptions);
 

@@ -35,10 +35,8 @@ static void BM_PollingCycle(benchmark::State& state) {
   testsupport::StreamCapture quiet(2);
   std::unique_ptr<FloorCycle> floor = warmUpUpdater(updater);
   floor->addDocumentLike(jsonDir + "/polling_data.json", jsonDir + "/floor_polling_data.json");
-  const long long allocations = measureUpdaterCycles(state, *floor, updater);
+  reportAllocationsPerCycle(state, measureUpdaterCycles(state, *floor, updater));
   quiet.finish();
-  state.counters["allocs_per_cycle"] = benchmark::Counter(static_cast<double>(allocations) /
-                                                          static_cast<double>(state.iterations()));
 }
 BENCHMARK(BM_PollingCycle)->Apply(updaterCycleOptions);
 

@@ -161,6 +161,15 @@ class DaemonE2E : public ::testing::Test {
     return child.start(argv, opts);
   }
 
+  // The usual start: the foreground runtime file, the map of kCatalog, and child
+  // started with args (and extraEnv); false when one of them failed.
+  bool startForeground(ChildProcess& child, const std::vector<std::string>& args = {},
+                       const std::vector<std::string>& extraEnv = {}) {
+    writeForegroundRuntime();
+    createMap(kCatalog);
+    return !HasFatalFailure() && start(child, args, extraEnv);
+  }
+
   // Waits until the pid file holds a complete pid line and version line.
   bool waitForPidFile(const std::string& path, std::string* text) {
     return waitFor([&] {
@@ -240,10 +249,8 @@ TEST_F(DaemonE2E, InvalidDatamapFileExits255) {
 }
 
 TEST_F(DaemonE2E, SecondInstanceIsRefusedWithTheFirstsPid) {
-  writeForegroundRuntime();
-  createMap(kCatalog);
   ChildProcess first;
-  ASSERT_TRUE(start(first, {}));
+  ASSERT_TRUE(startForeground(first, {}));
   std::string pidText;
   ASSERT_TRUE(waitForPidFile(pidPath(), &pidText));
   ProcessResult second = run({"-V"});  // refused before any option is looked at
@@ -255,11 +262,9 @@ TEST_F(DaemonE2E, SecondInstanceIsRefusedWithTheFirstsPid) {
 }
 
 TEST_F(DaemonE2E, PidFileAtDashPHoldsPidAndVersion) {
-  writeForegroundRuntime();
-  createMap(kCatalog);
   std::string path = dir_.file("elsewhere/deeper/my.pid");
   ChildProcess child;
-  ASSERT_TRUE(start(child, {"-p", path}));
+  ASSERT_TRUE(startForeground(child, {"-p", path}));
   std::string text;
   ASSERT_TRUE(waitForPidFile(path, &text));
   EXPECT_TRUE(matchesShape(text, std::to_string(child.pid()) + "\n" + versionShape() + "\n"))
@@ -268,10 +273,8 @@ TEST_F(DaemonE2E, PidFileAtDashPHoldsPidAndVersion) {
 }
 
 TEST_F(DaemonE2E, EmptyDashPKeepsTheRuntimePidFile) {
-  writeForegroundRuntime();
-  createMap(kCatalog);
   ChildProcess child;
-  ASSERT_TRUE(start(child, {"-p", ""}));
+  ASSERT_TRUE(startForeground(child, {"-p", ""}));
   std::string text;
   ASSERT_TRUE(waitForPidFile(pidPath(), &text));
   EXPECT_EQ(child.pid(), pidIn(text));
@@ -350,10 +353,8 @@ TEST_F(DaemonE2E, MissingRuntimeFileIsLoggedAndDefaultsHold) {
 }
 
 TEST_F(DaemonE2E, TraceLinesOfTheFlickerStep) {
-  writeForegroundRuntime();
-  createMap(kCatalog);
   ChildProcess child;
-  ASSERT_TRUE(start(child, {}));
+  ASSERT_TRUE(startForeground(child, {}));
   ASSERT_TRUE(waitFor([&] { return child.out().find("flicker4\nflicker4\n") != std::string::npos; }));
   std::string out = child.out();
   EXPECT_NE(std::string::npos, out.find("flicker1\nflicker2\nflicker3\nflicker4\nflicker4\n"));
@@ -382,19 +383,15 @@ TEST_F(DaemonE2E, HeartbeatDatagramsWithBaseZeroInterval) {
 TEST_F(DaemonE2E, DisabledHeartbeatSendsNothing) {
   NotifySocket socket(dir_.file("notify.sock"));
   ASSERT_TRUE(socket.bound());
-  writeForegroundRuntime();  // heartbeat off, interval 1 s
-  createMap(kCatalog);
-  ChildProcess child;
-  ASSERT_TRUE(start(child, {}, {"NOTIFY_SOCKET=" + dir_.file("notify.sock")}));
+  ChildProcess child;  // heartbeat off, interval 1 s
+  ASSERT_TRUE(startForeground(child, {}, {"NOTIFY_SOCKET=" + dir_.file("notify.sock")}));
   EXPECT_EQ("", socket.receive(2500));
   EXPECT_TRUE(child.running());
 }
 
 TEST_F(DaemonE2E, SigtermEndsTheDaemonWithTheDefaultAction) {
-  writeForegroundRuntime();
-  createMap(kCatalog);
   ChildProcess child;
-  ASSERT_TRUE(start(child, {}));
+  ASSERT_TRUE(startForeground(child, {}));
   std::string text;
   ASSERT_TRUE(waitForPidFile(pidPath(), &text));
   ProcessResult result = child.stop(SIGTERM);
@@ -430,10 +427,8 @@ TEST_F(DaemonE2E, MissingEnumerationKeysDoNotStopTheDaemon) {
 }
 
 TEST_F(DaemonE2E, MissingUpdaterKeysAreReportedAndTheDaemonKeepsRunning) {
-  writeForegroundRuntime();
-  createMap(kCatalog);
   ChildProcess child;
-  ASSERT_TRUE(start(child, {}));
+  ASSERT_TRUE(startForeground(child, {}));
   ASSERT_TRUE(waitFor([&] {
     return child.err().find("dm_get_info error on key \"") != std::string::npos;
   }, std::chrono::seconds(5))) << "no updater reported a missing key";

@@ -17,7 +17,9 @@
 #include "hoststore/EntrySeqLock.h"
 #include "hoststore/HostDatamap.h"
 #include "hoststore/MappedMap.h"
+#include "livedata/Globals.h"
 #include "platform/datamap.h"
+#include "tests/support/MapFixture.h"
 #include "tests/support/StatusAssertions.h"
 #include "tests/support/TempDir.h"
 
@@ -25,28 +27,18 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
+// A map of four keys, read through the process handle the map fixture opened.
 class SeqLockTest : public ::testing::Test {
  protected:
-  void SetUp() override {
-    path_ = dir_.file("datamap");
-    ASSERT_TRUE(testsupport::IsOk(dmhost::HostDatamap::createFromCatalogText(
-        path_, "text string64\nword uint64\nvalue flt64 1.5\nts ts12\n", "c")));
-    setenv("DATAMAP_FILE", path_.c_str(), 1);
-    ASSERT_EQ(0, dm_open_map(&dm_));
-  }
-  void TearDown() override {
-    dm_close_map(&dm_);
-    unsetenv("DATAMAP_FILE");
-  }
   unsigned int index(const char* key) {
     unsigned int i = 0, size = 0, type = 0;
     EXPECT_EQ(0, dm_get_info(&dm_, key, &i, &size, &type));
     return i;
   }
 
-  testsupport::TempDir dir_;
-  std::string path_;
-  DM_SYS_DATA_BLOK_USER dm_ = {nullptr};
+  testsupport::MapFixture map_{"text string64\nword uint64\nvalue flt64 1.5\nts ts12\n"};
+  const std::string path_ = map_.mapPath();
+  DM_SYS_DATA_BLOK_USER& dm_ = dm;
 };
 
 // Writes patterned values: 63 equal letters, and a 64-bit word whose halves match.
