@@ -7,7 +7,6 @@
 import { spawn, spawnSync, execFileSync } from 'node:child_process';
 import crypto from 'node:crypto';
 import fs from 'node:fs';
-import net from 'node:net';
 import os from 'node:os';
 import path from 'node:path';
 
@@ -99,17 +98,9 @@ export function demoRefusal(args, timeoutMs = 30000) {
   return { status: result.status, signal: result.signal, stdout: result.stdout, stderr: result.stderr };
 }
 
-// A loopback port nobody listens on right now.
-export function freePort() {
-  return new Promise((resolve, reject) => {
-    const server = net.createServer();
-    server.once('error', reject);
-    server.listen(0, '127.0.0.1', () => {
-      const { port } = server.address();
-      server.close(() => resolve(port));
-    });
-  });
-}
+// A loopback port nobody listens on right now (the browser tests' rig, which
+// needs node's own modules only).
+export { freePort } from '../web/rig.mjs';
 
 // Polls fn until it returns a truthy value; throws after timeoutMs.
 export async function waitFor(what, fn, timeoutMs, stepMs = 100) {

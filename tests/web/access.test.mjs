@@ -160,6 +160,22 @@ async function tabWalk() {
   return { reached, ...order };
 }
 
+// With every section open: what axe-core and the layout checks find at every
+// width, light and dark.
+async function problemsAtEveryWidthAndTheme() {
+  const found = [];
+  await openAll();
+  for (const viewport of VIEWPORTS) {
+    for (const theme of THEMES) {
+      await show(viewport, theme);
+      found.push(...await layoutProblems(viewport, theme));
+      for (const v of await axeViolations()) found.push(`${viewport.width}x${viewport.height} ${theme}: axe ${v}`);
+    }
+  }
+  await closeOpened();
+  return found;
+}
+
 describe('live page: widths, keyboard, dark, screen readers', { concurrency: false }, () => {
   before(async () => {
     assert.ok(STAGE, 'LDU_STAGE must name the staged install');
@@ -185,17 +201,7 @@ describe('live page: widths, keyboard, dark, screen readers', { concurrency: fal
   });
 
   it('passes axe-core and fits every width without sideways scroll, light and dark', async () => {
-    const found = [];
-    await openAll();
-    for (const viewport of VIEWPORTS) {
-      for (const theme of THEMES) {
-        await show(viewport, theme);
-        found.push(...await layoutProblems(viewport, theme));
-        for (const v of await axeViolations()) found.push(`${viewport.width}x${viewport.height} ${theme}: axe ${v}`);
-      }
-    }
-    await closeOpened();
-    assert.deepEqual(found, []);
+    assert.deepEqual(await problemsAtEveryWidthAndTheme(), []);
   });
 
   it('fits every width from 360 to 1920 px', async () => {
@@ -307,17 +313,7 @@ describe('live page: widths, keyboard, dark, screen readers', { concurrency: fal
 
   it('still passes axe-core and fits every width after a minute of live updates, with no console error', async () => {
     await page.waitForTimeout(LIVE_SECONDS * 1000);
-    const found = [];
-    await openAll();
-    for (const viewport of VIEWPORTS) {
-      for (const theme of THEMES) {
-        await show(viewport, theme);
-        found.push(...await layoutProblems(viewport, theme));
-        for (const v of await axeViolations()) found.push(`${viewport.width}x${viewport.height} ${theme}: axe ${v}`);
-      }
-    }
-    await closeOpened();
-    assert.deepEqual(found, []);
+    assert.deepEqual(await problemsAtEveryWidthAndTheme(), []);
     for (const name of DOCUMENTS) assert.equal(await state(name), 'ok', name);
     assert.deepEqual(problems, []);
   });
