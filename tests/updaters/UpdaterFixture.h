@@ -80,6 +80,14 @@ class UpdaterFixture : public ::testing::Test {
   }
   std::string start() { return start(catalog_); }
 
+  // A cycle that must print nothing on standard error; returns the document.
+  std::string quietCycle() {
+    std::string errors;
+    std::string document = cycle(&errors);
+    EXPECT_EQ(errors, "");
+    return document;
+  }
+
   // One getData and displayData as the updater's thread runs them; returns the
   // document. With stderrText, what the cycle printed on standard error goes there.
   std::string cycle(std::string* stderrText = nullptr) {
@@ -89,6 +97,12 @@ class UpdaterFixture : public ::testing::Test {
     EXPECT_EQ("", updater_->displayData());
     if (stderrText != nullptr) *stderrText = err->finish();
     return testsupport::readFile(updater_->getJsonFile());
+  }
+
+  // Sets the phase PT and CT ratios (dev.pt.pn.ratio, dev.ct.abc.ratio).
+  void setRatios(const std::string& pt, const std::string& ct) {
+    map_->set("dev.pt.pn.ratio", pt);
+    map_->set("dev.ct.abc.ratio", ct);
   }
 
   // Makes every read of every key in the map fail with code.
@@ -157,6 +171,20 @@ class UpdaterFixture : public ::testing::Test {
   const bool savedDebug_ = debug;
   const uint32_t savedMask_ = debugMask;
 };
+
+// The fixture of an updater whose document is kDocument and whose tests start
+// from the map of kCatalog; tests of another map derive from it and pass their
+// catalogue.
+template <typename Updater, const char* kDocument, const char* kCatalog>
+class DocumentTest : public UpdaterFixture<Updater> {
+ protected:
+  explicit DocumentTest(const std::string& catalog = kCatalog)
+      : UpdaterFixture<Updater>(kDocument, catalog) {}
+};
+
+// A parameterised fixture: the tests of Base, each run once per Case value.
+template <typename Base, typename Case>
+class WithCases : public Base, public ::testing::WithParamInterface<Case> {};
 
 }  // namespace updatertest
 

@@ -100,13 +100,11 @@ struct PeakUnitCase {
   const char* peaks;
 };
 
-class EnergyPeakUnitTest : public EnergyDocumentTest,
-                           public ::testing::WithParamInterface<PeakUnitCase> {};
+using EnergyPeakUnitTest = updatertest::WithCases<EnergyDocumentTest, PeakUnitCase>;
 
 TEST_P(EnergyPeakUnitTest, RatiosChooseThePrefix) {
   start();
-  map_->set("dev.pt.pn.ratio", GetParam().pt);
-  map_->set("dev.ct.abc.ratio", GetParam().ct);
+  setRatios(GetParam().pt, GetParam().ct);
   EXPECT_EQ(document(GetParam().peaks), cycle());
 }
 
@@ -132,8 +130,7 @@ TEST_F(EnergyDocumentTest, InvalidPeaksAreNotAvailable) {
   map_->set("negmax.valid.demand.current.watt.total", "false");
   EXPECT_EQ(document("\"maxdemand\":[\"n/a\",\"n/a\",\"n/a\",\"n/a\"],\n"), cycle());
   map_->set("posmax.valid.demand.current.watt.total", "1");
-  map_->set("dev.pt.pn.ratio", "6");
-  map_->set("dev.ct.abc.ratio", "11");
+  setRatios("6", "11");
   EXPECT_EQ(document("\"maxdemand\":[\"1.250 M\",\"2023-04-05 06:07:08\",\"n/a\",\"n/a\"],\n"),
             cycle());
 }

@@ -53,13 +53,11 @@ struct UnitCase {
   const char* powers;
 };
 
-class PollingUnitTest : public PollingDocumentTest,
-                        public ::testing::WithParamInterface<UnitCase> {};
+using PollingUnitTest = updatertest::WithCases<PollingDocumentTest, UnitCase>;
 
 TEST_P(PollingUnitTest, RatiosChooseUnits) {
   start();
-  map_->set("dev.pt.pn.ratio", GetParam().pt);
-  map_->set("dev.ct.abc.ratio", GetParam().ct);
+  setRatios(GetParam().pt, GetParam().ct);
   EXPECT_EQ(document(GetParam().volts, GetParam().currents, GetParam().powers), cycle());
 }
 
@@ -137,8 +135,7 @@ struct HookupCase {
   const char* line;
 };
 
-class PollingHookupTest : public PollingDocumentTest,
-                          public ::testing::WithParamInterface<HookupCase> {};
+using PollingHookupTest = updatertest::WithCases<PollingDocumentTest, HookupCase>;
 
 TEST_P(PollingHookupTest, HookupText) {
   start();
@@ -184,9 +181,8 @@ struct MissingEnumerationCase {
   unsigned bits;
 };
 
-class PollingMissingEnumerationTest
-    : public PollingDocumentTest,
-      public ::testing::WithParamInterface<MissingEnumerationCase> {};
+using PollingMissingEnumerationTest =
+    updatertest::WithCases<PollingDocumentTest, MissingEnumerationCase>;
 
 TEST_P(PollingMissingEnumerationTest, OneMissingKeyTurnsAllThreeUnavailable) {
   std::string errors = start(catalogWithout({GetParam().key}));
