@@ -17,6 +17,13 @@ using testsupport::TempDir;
 
 namespace {
 
+// The directory name below dir, made with exactly mode (past the umask).
+std::string directoryWithMode(const TempDir& dir, const std::string& name, mode_t mode) {
+  testsupport::makeDirs(dir.file(name));
+  EXPECT_EQ(0, chmod(dir.file(name).c_str(), mode));
+  return dir.file(name);
+}
+
 TEST(TrustedDirectory, OwnDirectoryIsOpenedAndMissingOnesCreated) {
   TempDir dir;
   int fd = -1;
@@ -41,11 +48,10 @@ TEST(TrustedDirectory, MissingOnesAreNotCreatedUnlessAsked) {
 
 TEST(TrustedDirectory, WorldWritableWithoutStickyBitIsRefused) {
   TempDir dir;
-  testsupport::makeDirs(dir.file("open"));
-  ASSERT_EQ(0, chmod(dir.file("open").c_str(), 0777));
+  const std::string open = directoryWithMode(dir, "open", 0777);
   int fd = -1;
-  base::Status status = TrustedDirectory::open(dir.file("open/below"), true, &fd);
-  EXPECT_EQ(dir.file("open") + ": is writable by other users", status.message());
+  base::Status status = TrustedDirectory::open(open + "/below", true, &fd);
+  EXPECT_EQ(open + ": is writable by other users", status.message());
   EXPECT_TRUE(TrustedDirectory::isRefusal(status));
   EXPECT_EQ(-1, fd);
   struct stat below;
@@ -54,10 +60,8 @@ TEST(TrustedDirectory, WorldWritableWithoutStickyBitIsRefused) {
 
 TEST(TrustedDirectory, StickyWorldWritableIsAccepted) {
   TempDir dir;
-  testsupport::makeDirs(dir.file("tmp"));
-  ASSERT_EQ(0, chmod(dir.file("tmp").c_str(), 01777));
   int fd = -1;
-  base::Status status = TrustedDirectory::open(dir.file("tmp"), false, &fd);
+  base::Status status = TrustedDirectory::open(directoryWithMode(dir, "tmp", 01777), false, &fd);
   EXPECT_TRUE(status.ok()) << status.message();
   close(fd);
 }

@@ -28,7 +28,6 @@ using daemontest::NotifySocket;
 using testsupport::ChildProcess;
 using testsupport::ProcessOptions;
 using testsupport::ProcessResult;
-using testsupport::TempDir;
 using testsupport::waitFor;
 
 namespace {
@@ -176,7 +175,7 @@ class NotifyE2E : public ::testing::Test {
     return "WATCHDOG_USEC=" + std::to_string(microseconds(unit_.watchdogSec));
   }
 
-  TempDir dir_;
+  testsupport::TempDir dir_;
   Unit unit_;
 };
 

@@ -23,6 +23,21 @@ using testsupport::TempDir;
 
 namespace {
 
+// One whole cycle of doc: opened at path, text appended, closed; false when
+// the document did not open.
+bool writeDocumentCycle(DocumentFile& doc, const std::string& path, const std::string& text) {
+  if (!doc.open(path.c_str())) return false;
+  doc.append(text.c_str());
+  doc.close();
+  return true;
+}
+
+// The path of a.json in dir, written with text before the test's document.
+std::string existingDocument(const TempDir& dir, const std::string& text) {
+  testsupport::writeFile(dir.file("a.json"), text);
+  return dir.file("a.json");
+}
+
 TEST(DocumentFile, WritesFormattedAndAppendedText) {
   TempDir dir;
   DocumentFile doc;
@@ -54,9 +69,7 @@ TEST(DocumentFile, SymlinkAtThePathIsReplacedAndItsTargetKept) {
   testsupport::writeFile(dir.file("target"), "target text\n");
   ASSERT_EQ(0, symlink(dir.file("target").c_str(), dir.file("a.json").c_str()));
   DocumentFile doc;
-  ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
-  doc.append("doc\n");
-  doc.close();
+  ASSERT_TRUE(writeDocumentCycle(doc, dir.file("a.json"), "doc\n"));
   struct stat status;
   ASSERT_EQ(0, lstat(dir.file("a.json").c_str(), &status));
   EXPECT_TRUE(S_ISREG(status.st_mode));
@@ -67,18 +80,16 @@ TEST(DocumentFile, SymlinkAtThePathIsReplacedAndItsTargetKept) {
 
 TEST(DocumentFile, ReaderHoldingTheOldDocumentKeepsItWhole) {
   TempDir dir;
-  testsupport::writeFile(dir.file("a.json"), "{\"old\":1}\n");
-  FILE* reader = fopen(dir.file("a.json").c_str(), "r");
+  const std::string path = existingDocument(dir, "{\"old\":1}\n");
+  FILE* reader = fopen(path.c_str(), "r");
   ASSERT_NE(nullptr, reader);
   DocumentFile doc;
-  ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
-  doc.append("{}\n");
-  doc.close();
+  ASSERT_TRUE(writeDocumentCycle(doc, path, "{}\n"));
   char line[64] = {};
   ASSERT_NE(nullptr, fgets(line, sizeof line, reader));
   fclose(reader);
   EXPECT_STREQ("{\"old\":1}\n", line);
-  EXPECT_EQ("{}\n", testsupport::readFile(dir.file("a.json")));
+  EXPECT_EQ("{}\n", testsupport::readFile(path));
 }
 
 TEST(DocumentFile, UnwritableDirectoryIsSkipped) {
@@ -93,24 +104,24 @@ TEST(DocumentFile, UnwritableDirectoryIsSkipped) {
 
 TEST(DocumentFile, PreviousTextStaysUntilClose) {
   TempDir dir;
-  testsupport::writeFile(dir.file("a.json"), "{\"old\":1}\n");
+  const std::string path = existingDocument(dir, "{\"old\":1}\n");
   DocumentFile doc;
-  ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
+  ASSERT_TRUE(doc.open(path.c_str()));
   doc.append("{\"new\":2}\n");
-  EXPECT_EQ("{\"old\":1}\n", testsupport::readFile(dir.file("a.json")));
+  EXPECT_EQ("{\"old\":1}\n", testsupport::readFile(path));
   doc.close();
-  EXPECT_EQ("{\"new\":2}\n", testsupport::readFile(dir.file("a.json")));
+  EXPECT_EQ("{\"new\":2}\n", testsupport::readFile(path));
 }
 
 TEST(DocumentFile, DocumentLeftOpenKeepsItsPreviousText) {
   TempDir dir;
-  testsupport::writeFile(dir.file("a.json"), "previous\n");
+  const std::string path = existingDocument(dir, "previous\n");
   {
     DocumentFile doc;
-    ASSERT_TRUE(doc.open(dir.file("a.json").c_str()));
+    ASSERT_TRUE(doc.open(path.c_str()));
     doc.append("never written");
   }
-  EXPECT_EQ("previous\n", testsupport::readFile(dir.file("a.json")));
+  EXPECT_EQ("previous\n", testsupport::readFile(path));
 }
 
 TEST(DocumentFile, FifoAtThePathIsSkippedWithoutBlocking) {
@@ -164,9 +175,7 @@ class DocumentWriteFailure : public ::testing::Test {
   void liftLimit() { ASSERT_EQ(0, setrlimit(RLIMIT_FSIZE, &saved_)); }
   void writeCycle(DocumentFile& doc, const std::string& text) { writeCycleAt(doc, docPath_, text); }
   void writeCycleAt(DocumentFile& doc, const std::string& path, const std::string& text) {
-    ASSERT_TRUE(doc.open(path.c_str()));
-    doc.append(text.c_str());
-    doc.close();
+    ASSERT_TRUE(writeDocumentCycle(doc, path, text));
   }
   std::string logText() { return log_.text(); }
 
