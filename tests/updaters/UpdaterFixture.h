@@ -14,6 +14,7 @@
 #include <stdlib.h>
 #include <unistd.h>
 
+#include <initializer_list>
 #include <memory>
 #include <string>
 #include <utility>
@@ -103,6 +104,17 @@ class UpdaterFixture : public ::testing::Test {
   void setRatios(const std::string& pt, const std::string& ct) {
     map_->set("dev.pt.pn.ratio", pt);
     map_->set("dev.ct.abc.ratio", ct);
+  }
+  // setRatios, then one cycle; returns the document.
+  std::string cycleWithRatios(const std::string& pt, const std::string& ct) {
+    setRatios(pt, ct);
+    return cycle();
+  }
+
+  // The fixture's catalogue without the lines of the named keys (see
+  // testsupport::catalogWithout); for test bodies, not for constructors.
+  std::string catalogLacking(std::initializer_list<const char*> keys) const {
+    return testsupport::catalogWithout(catalog_, keys);
   }
 
   // Makes every read of every key in the map fail with code.

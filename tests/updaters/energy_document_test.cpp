@@ -72,11 +72,6 @@ std::string document(const std::string& peaks = kPeaksPlain,
 const char kKey21Error[] =
     "dm_read_flt64 error on key \"core.interval.demand.va.total.total\" with error code= -3\n";
 
-// The test catalogue without the lines of the named keys.
-std::string catalogWithout(std::initializer_list<const char*> keys) {
-  return testsupport::catalogWithout(energy_test::catalog(), keys);
-}
-
 class EnergyDocumentTest : public UpdaterFixture<EnergyUpdate> {
  protected:
   EnergyDocumentTest() : UpdaterFixture("energy_data.json", energy_test::catalog()) {}
@@ -104,8 +99,7 @@ using EnergyPeakUnitTest = updatertest::WithCases<EnergyDocumentTest, PeakUnitCa
 
 TEST_P(EnergyPeakUnitTest, RatiosChooseThePrefix) {
   start();
-  setRatios(GetParam().pt, GetParam().ct);
-  EXPECT_EQ(document(GetParam().peaks), cycle());
+  EXPECT_EQ(document(GetParam().peaks), cycleWithRatios(GetParam().pt, GetParam().ct));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -130,15 +124,13 @@ TEST_F(EnergyDocumentTest, InvalidPeaksAreNotAvailable) {
   map_->set("negmax.valid.demand.current.watt.total", "false");
   EXPECT_EQ(document("\"maxdemand\":[\"n/a\",\"n/a\",\"n/a\",\"n/a\"],\n"), cycle());
   map_->set("posmax.valid.demand.current.watt.total", "1");
-  setRatios("6", "11");
   EXPECT_EQ(document("\"maxdemand\":[\"1.250 M\",\"2023-04-05 06:07:08\",\"n/a\",\"n/a\"],\n"),
-            cycle());
+            cycleWithRatios("6", "11"));
 }
 
 TEST_F(EnergyDocumentTest, Key21IsLookedUpIntoKey22sEntry) {
   // Without key 22, its entry keeps the index of key 21's lookup.
-  std::string errors =
-      start(catalogWithout({"reading.demand.current.va.total.total.sec"}));
+  std::string errors = start(catalogLacking({"reading.demand.current.va.total.total.sec"}));
   EXPECT_EQ(
       "dm_get_info error on key \"reading.demand.current.va.total.total.sec\" with error code= "
       "-2\n",
@@ -151,11 +143,12 @@ TEST_F(EnergyDocumentTest, Key21IsLookedUpIntoKey22sEntry) {
 }
 
 TEST_F(EnergyDocumentTest, LookupFailuresUseTheTableTexts) {
-  std::string errors = start(catalogWithout(
-      {"reading.1sec.energy.watthr.q23.total.sec", "reading.1sec.energy.uncomp_watthr.q23.total.sec",
+  std::string errors = start(catalogLacking(
+      {"reading.1sec.energy.watthr.q23.total.sec",
+       "reading.1sec.energy.uncomp_watthr.q23.total.sec",
        "reading.1sec.energy.uncomp_vahr.total.sec", "reading.demand.current.va.total.total",
-       "reading.1sec.accum.hsi.3", "reading.1sec.accum.agg.4", "posmax.valid.demand.current.watt.total",
-       "dev.designation", "dev.ct.abc.ratio"}));
+       "reading.1sec.accum.hsi.3", "reading.1sec.accum.agg.4",
+       "posmax.valid.demand.current.watt.total", "dev.designation", "dev.ct.abc.ratio"}));
   EXPECT_EQ(
       "dm_get_info error on key \"reading.1sec.energy.watthr.q14.total.sec\" with error code= -2\n"
       "dm_get_info error on key \"reading.1sec.energy.uncomp_watthr.q14.total.sec\" with error "

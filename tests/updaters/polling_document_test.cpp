@@ -26,11 +26,6 @@ using testsupport::StreamCapture;
 using testsupport::TempDir;
 using testsupport::readFile;
 
-// The test catalogue without the lines of the named keys.
-std::string catalogWithout(std::initializer_list<const char*> keys) {
-  return testsupport::catalogWithout(polling_test::catalog(), keys);
-}
-
 class PollingDocumentTest : public UpdaterFixture<PollingUpdate> {
  protected:
   PollingDocumentTest() : UpdaterFixture("polling_data.json", polling_test::catalog()) {}
@@ -57,8 +52,8 @@ using PollingUnitTest = updatertest::WithCases<PollingDocumentTest, UnitCase>;
 
 TEST_P(PollingUnitTest, RatiosChooseUnits) {
   start();
-  setRatios(GetParam().pt, GetParam().ct);
-  EXPECT_EQ(document(GetParam().volts, GetParam().currents, GetParam().powers), cycle());
+  EXPECT_EQ(document(GetParam().volts, GetParam().currents, GetParam().powers),
+            cycleWithRatios(GetParam().pt, GetParam().ct));
 }
 
 INSTANTIATE_TEST_SUITE_P(
@@ -185,7 +180,7 @@ using PollingMissingEnumerationTest =
     updatertest::WithCases<PollingDocumentTest, MissingEnumerationCase>;
 
 TEST_P(PollingMissingEnumerationTest, OneMissingKeyTurnsAllThreeUnavailable) {
-  std::string errors = start(catalogWithout({GetParam().key}));
+  std::string errors = start(catalogLacking({GetParam().key}));
   EXPECT_EQ(std::string("dm_get_info error on key \"") + GetParam().key +
                 "\" with error code= -2\n",
             errors);
@@ -206,9 +201,9 @@ INSTANTIATE_TEST_SUITE_P(
                       MissingEnumerationCase{"reading.02sec.volt.phase_sequence", 4u}));
 
 TEST_F(PollingDocumentTest, MissingKeysAtInitAndTheirReadErrors) {
-  std::string errors = start(catalogWithout({"reading.digin.flag", "posmax.thermal.volt.cn",
-                                             "negmin.valid.thermal.power.var.total",
-                                             "dev.designation"}));
+  std::string errors =
+      start(catalogLacking({"reading.digin.flag", "posmax.thermal.volt.cn",
+                            "negmin.valid.thermal.power.var.total", "dev.designation"}));
   EXPECT_EQ(
       "dm_get_info error on key \"reading.digin.flag\" with error code= -2\n"
       "dm_get_info error on key \"posmax.thermal.volt.cn\" with error code= -2\n"
