@@ -5,6 +5,7 @@
 #include <stdlib.h>
 #include <string.h>
 
+#include <map>
 #include <string>
 
 #include <gtest/gtest.h>
@@ -41,6 +42,14 @@ class ProfileLimitsTest : public ::testing::Test {
   }
 
   int run() { return ProfileLabel::print_profile_label(settingsPath_.c_str(), outputPath_.c_str()); }
+
+  // Expects the written document to hold the given limit labels (by slot,
+  // already escaped) and every other label empty.
+  void expectLimitLabels(const std::map<int, std::string>& limits) {
+    ExpectedLabels labels;
+    for (const auto& [slot, text] : limits) labels.limits[slot] = text;
+    EXPECT_EQ(profiletest::expectedDocument(labels), readFile(outputPath_));
+  }
 
   // Limit i watches log item (id, subId): native 16-bit id, 8-bit sub id.
   void setLimitItem(int i, uint16_t id, uint8_t subId) {
@@ -88,15 +97,13 @@ TEST_F(ProfileLimitsTest, EnabledLimitsShowTheirLogItemNames) {
 
   ASSERT_EQ(0, run());
   EXPECT_TRUE(ProfileLabel::print_profile_label_initialized);
-  ExpectedLabels labels;
-  labels.limits[0] = "Volts AN";
-  labels.limits[1] = "Frequency";
-  labels.limits[3] = "Earlier name";
-  labels.limits[4] = "Meter own";
-  labels.limits[5] = "Zero item";
-  labels.limits[30] = "VA Total Demand";
-  labels.limits[31] = "Volts CA %THD";
-  EXPECT_EQ(profiletest::expectedDocument(labels), readFile(outputPath_));
+  expectLimitLabels({{0, "Volts AN"},
+                     {1, "Frequency"},
+                     {3, "Earlier name"},
+                     {4, "Meter own"},
+                     {5, "Zero item"},
+                     {30, "VA Total Demand"},
+                     {31, "Volts CA %THD"}});
 
   // Every known item's name went to block 19, enabled or not; the others stay.
   EXPECT_EQ(padded("Volts AN"), nameSlot(0));
@@ -115,10 +122,7 @@ TEST_F(ProfileLimitsTest, EnableBitsCountFromTheMostSignificantBit) {
   for (int i = 0; i < 32; ++i) setLimitItem(i, 3, 1);  // all Amps A
   setEnabled(0x00000001u | 0x00010000u);                // limits 31 and 15
   ASSERT_EQ(0, run());
-  ExpectedLabels labels;
-  labels.limits[15] = "Amps A";
-  labels.limits[31] = "Amps A";
-  EXPECT_EQ(profiletest::expectedDocument(labels), readFile(outputPath_));
+  expectLimitLabels({{15, "Amps A"}, {31, "Amps A"}});
 }
 
 TEST_F(ProfileLimitsTest, NamesAreCutToSeventyNineBytesAndPrintedUntrimmedAndEscaped) {
@@ -143,38 +147,31 @@ TEST_F(ProfileLimitsTest, NamesAreCutToSeventyNineBytesAndPrintedUntrimmedAndEsc
   testsupport::StreamCapture err(2);
   ASSERT_EQ(0, run());
   EXPECT_EQ("", err.finish());
-  ExpectedLabels labels;
-  labels.limits[0] = std::string(79, 'L');
-  labels.limits[1] = "Next slot";
-  labels.limits[2] = std::string(79, 'N');
-  labels.limits[3] = "Amps \\\"A\\\" \\\\ peak";
-  labels.limits[4] = "Trailing  ";
-  labels.limits[5] = "Tab\\there";
-  labels.limits[6] = "";
-  EXPECT_EQ(profiletest::expectedDocument(labels), readFile(outputPath_));
+  expectLimitLabels({{0, std::string(79, 'L')},
+                     {1, "Next slot"},
+                     {2, std::string(79, 'N')},
+                     {3, "Amps \\\"A\\\" \\\\ peak"},
+                     {4, "Trailing  "},
+                     {5, "Tab\\there"},
+                     {6, ""}});
 }
 
 TEST_F(ProfileLimitsTest, TableIsFilledOncePerProcess) {
   setLimitItem(0, 1, 2);  // Volts BN
   setEnabled(0x80000000u);
   ASSERT_EQ(0, run());
-  ExpectedLabels first;
-  first.limits[0] = "Volts BN";
-  EXPECT_EQ(profiletest::expectedDocument(first), readFile(outputPath_));
+  expectLimitLabels({{0, "Volts BN"}});
 
   // Later documents reuse the table although the datamap changed.
   setLimitItem(0, 1, 3);  // Volts CN
   setLimitItem(1, 8, 1);
   setEnabled(0xC0000000u);
   ASSERT_EQ(0, run());
-  EXPECT_EQ(profiletest::expectedDocument(first), readFile(outputPath_));
+  expectLimitLabels({{0, "Volts BN"}});
 
   ProfileLabel::resetLimitTableForTesting();
   ASSERT_EQ(0, run());
-  ExpectedLabels second;
-  second.limits[0] = "Volts CN";
-  second.limits[1] = "Frequency";
-  EXPECT_EQ(profiletest::expectedDocument(second), readFile(outputPath_));
+  expectLimitLabels({{0, "Volts CN"}, {1, "Frequency"}});
 }
 
 TEST_F(ProfileLimitsTest, InitializationReturnsTheCloseStatus) {
@@ -186,9 +183,7 @@ TEST_F(ProfileLimitsTest, InitializationReturnsTheCloseStatus) {
   EXPECT_STREQ("", ProfileLabel::limit_alarm_config_item_info[1].label);
   // The document then uses the table as it stands.
   ASSERT_EQ(0, run());
-  ExpectedLabels labels;
-  labels.limits[2] = "Volts AB";
-  EXPECT_EQ(profiletest::expectedDocument(labels), readFile(outputPath_));
+  expectLimitLabels({{2, "Volts AB"}});
 }
 
 TEST_F(ProfileLimitsTest, NoDocumentMeansNoLimitLookup) {

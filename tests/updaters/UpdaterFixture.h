@@ -26,6 +26,12 @@
 
 namespace updatertest {
 
+// The phase PT and CT ratios of a test case, as map texts.
+struct Ratios {
+  const char* pt;
+  const char* ct;
+};
+
 template <typename Updater>
 class UpdaterFixture : public ::testing::Test {
  protected:
@@ -81,6 +87,13 @@ class UpdaterFixture : public ::testing::Test {
   }
   std::string start() { return start(catalog_); }
 
+  // Two cycles that must give the same document (the steady state); returns it.
+  std::string steadyCycle() {
+    std::string first = cycle();
+    EXPECT_EQ(first, cycle());
+    return first;
+  }
+
   // A cycle that must print nothing on standard error; returns the document.
   std::string quietCycle() {
     std::string errors;
@@ -105,9 +118,10 @@ class UpdaterFixture : public ::testing::Test {
     map_->set("dev.pt.pn.ratio", pt);
     map_->set("dev.ct.abc.ratio", ct);
   }
+  void setRatios(const Ratios& ratios) { setRatios(ratios.pt, ratios.ct); }
   // setRatios, then one cycle; returns the document.
-  std::string cycleWithRatios(const std::string& pt, const std::string& ct) {
-    setRatios(pt, ct);
+  std::string cycleWithRatios(const Ratios& ratios) {
+    setRatios(ratios);
     return cycle();
   }
 

@@ -22,10 +22,9 @@
 namespace {
 
 using testsupport::MapFixture;
-using updatertest::UpdaterFixture;
-using testsupport::StreamCapture;
-using testsupport::TempDir;
 using testsupport::readFile;
+using testsupport::StreamCapture;
+using updatertest::UpdaterFixture;
 
 const char kHead[] =
     "{\n"
@@ -90,8 +89,7 @@ TEST_F(EnergyDocumentTest, FullMapGivesTheDocumentAndOnlyTheKey21ReadError) {
 }
 
 struct PeakUnitCase {
-  const char* pt;
-  const char* ct;
+  updatertest::Ratios ratios;
   const char* peaks;
 };
 
@@ -99,20 +97,20 @@ using EnergyPeakUnitTest = updatertest::WithCases<EnergyDocumentTest, PeakUnitCa
 
 TEST_P(EnergyPeakUnitTest, RatiosChooseThePrefix) {
   start();
-  EXPECT_EQ(document(GetParam().peaks), cycleWithRatios(GetParam().pt, GetParam().ct));
+  EXPECT_EQ(document(GetParam().peaks), cycleWithRatios(GetParam().ratios));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Boundaries, EnergyPeakUnitTest,
     ::testing::Values(
-        PeakUnitCase{"5", "10", kPeaksPlain},
-        PeakUnitCase{"6", "10",
+        PeakUnitCase{{"5", "10"}, kPeaksPlain},
+        PeakUnitCase{{"6", "10"},
                      "\"maxdemand\":[\"1250.000 k\",\"2023-04-05 06:07:08\",\"-2375.000 k\","
                      "\"2023-05-06 07:08:09\"],\n"},
-        PeakUnitCase{"5", "11",
+        PeakUnitCase{{"5", "11"},
                      "\"maxdemand\":[\"1250.000 k\",\"2023-04-05 06:07:08\",\"-2375.000 k\","
                      "\"2023-05-06 07:08:09\"],\n"},
-        PeakUnitCase{"6", "11",
+        PeakUnitCase{{"6", "11"},
                      "\"maxdemand\":[\"1.250 M\",\"2023-04-05 06:07:08\",\"-2.375 M\","
                      "\"2023-05-06 07:08:09\"],\n"}));
 
@@ -125,7 +123,7 @@ TEST_F(EnergyDocumentTest, InvalidPeaksAreNotAvailable) {
   EXPECT_EQ(document("\"maxdemand\":[\"n/a\",\"n/a\",\"n/a\",\"n/a\"],\n"), cycle());
   map_->set("posmax.valid.demand.current.watt.total", "1");
   EXPECT_EQ(document("\"maxdemand\":[\"1.250 M\",\"2023-04-05 06:07:08\",\"n/a\",\"n/a\"],\n"),
-            cycleWithRatios("6", "11"));
+            cycleWithRatios({"6", "11"}));
 }
 
 TEST_F(EnergyDocumentTest, Key21IsLookedUpIntoKey22sEntry) {
@@ -251,8 +249,7 @@ TEST_F(EnergyDocumentTest, EveryReadFaultHasItsMessageAndKeepsTheOldValue) {
 
 TEST_F(EnergyDocumentTest, SteadyStateAndChangedValues) {
   start();
-  std::string first = cycle();
-  EXPECT_EQ(first, cycle());
+  steadyCycle();
   map_->set("reading.1sec.energy.qhr.neg.total.sec", "-0.5");
   map_->set("reading.demand.current.watt.q14.total", "1e6");
   map_->set("dev.designation", "a\tb\x02/\xc3\xa9");

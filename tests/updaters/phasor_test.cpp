@@ -255,8 +255,7 @@ const char kPhaseAngles[] =
     "\"90.000 Deg\",\"60.000 Deg\",\"60.000 Deg\",\"60.000 Deg\"],\n";
 
 struct UnitCase {
-  const char* pt;
-  const char* ct;
+  updatertest::Ratios ratios;
   const char* volts;  // the three voltages of each line as printed, then currents
   const char* phaseVolts;
   const char* amps;
@@ -268,21 +267,28 @@ TEST_F(PhasorTest, UnitVariantsFollowPtAndCtRatios) {
   init();
   setLargeValues(*map_);
   const UnitCase cases[] = {
-      {"5", "10", "\"13810.000 V\",\"13790.000 V\",\"13800.000 V\",",
+      {{"5", "10"},
+       "\"13810.000 V\",\"13790.000 V\",\"13800.000 V\",",
        "\"23900.000 V\",\"23920.000 V\",\"23880.000 V\",",
        "\"1250.000 A\",\"1240.000 A\",\"1260.000 A\",",
        "\"5000000.000\",\"4875000.000\",\"5125000.000\",\"6000000.000\",\"6125000.000\","
        "\"5875000.000\","},
-      {"6", "10", "\"13.810 kV\",\"13.790 kV\",\"13.800 kV\",",
-       "\"23.900 kV\",\"23.920 kV\",\"23.880 kV\",", "\"1250.000 A\",\"1240.000 A\",\"1260.000 A\",",
+      {{"6", "10"},
+       "\"13.810 kV\",\"13.790 kV\",\"13.800 kV\",",
+       "\"23.900 kV\",\"23.920 kV\",\"23.880 kV\",",
+       "\"1250.000 A\",\"1240.000 A\",\"1260.000 A\",",
        "\"5000.000 k\",\"4875.000 k\",\"5125.000 k\",\"6000.000 k\",\"6125.000 k\","
        "\"5875.000 k\","},
-      {"5", "11", "\"13810.000 V\",\"13790.000 V\",\"13800.000 V\",",
-       "\"23900.000 V\",\"23920.000 V\",\"23880.000 V\",", "\"1.250 kA\",\"1.240 kA\",\"1.260 kA\",",
+      {{"5", "11"},
+       "\"13810.000 V\",\"13790.000 V\",\"13800.000 V\",",
+       "\"23900.000 V\",\"23920.000 V\",\"23880.000 V\",",
+       "\"1.250 kA\",\"1.240 kA\",\"1.260 kA\",",
        "\"5000.000 k\",\"4875.000 k\",\"5125.000 k\",\"6000.000 k\",\"6125.000 k\","
        "\"5875.000 k\","},
-      {"6", "11", "\"13.810 kV\",\"13.790 kV\",\"13.800 kV\",",
-       "\"23.900 kV\",\"23.920 kV\",\"23.880 kV\",", "\"1.250 kA\",\"1.240 kA\",\"1.260 kA\",",
+      {{"6", "11"},
+       "\"13.810 kV\",\"13.790 kV\",\"13.800 kV\",",
+       "\"23.900 kV\",\"23.920 kV\",\"23.880 kV\",",
+       "\"1.250 kA\",\"1.240 kA\",\"1.260 kA\",",
        "\"5.000 M\",\"4.875 M\",\"5.125 M\",\"6.000 M\",\"6.125 M\",\"5.875 M\","},
   };
   // The auxiliary blocks follow their own ratios (1 here): volts and amperes.
@@ -290,8 +296,8 @@ TEST_F(PhasorTest, UnitVariantsFollowPtAndCtRatios) {
       "\"vauxblock\":[\"12500.000 V\",\"-45.000 Deg\"],\n"
       "\"iauxblock\":[\"750.000 A\",\"10.000 Deg\"],\n";
   for (const UnitCase& unit : cases) {
-    SCOPED_TRACE(std::string("pt ") + unit.pt + " ct " + unit.ct);
-    setRatios(unit.pt, unit.ct);
+    SCOPED_TRACE(std::string("pt ") + unit.ratios.pt + " ct " + unit.ratios.ct);
+    setRatios(unit.ratios);
     const std::string neutral = std::string("\"phasetoneutral\":[") + unit.volts + unit.amps +
                                 unit.powers + kAngles;
     const std::string phase = std::string("\"phasetophase\":[") + unit.phaseVolts + unit.amps +

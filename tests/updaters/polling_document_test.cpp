@@ -20,11 +20,9 @@
 
 namespace {
 
-using testsupport::MapFixture;
-using updatertest::UpdaterFixture;
-using testsupport::StreamCapture;
-using testsupport::TempDir;
 using testsupport::readFile;
+using testsupport::StreamCapture;
+using updatertest::UpdaterFixture;
 
 class PollingDocumentTest : public UpdaterFixture<PollingUpdate> {
  protected:
@@ -41,8 +39,7 @@ TEST_F(PollingDocumentTest, FullMapWithUnitRatiosGivesPlainUnitsAndNoErrors) {
 }
 
 struct UnitCase {
-  const char* pt;
-  const char* ct;
+  updatertest::Ratios ratios;
   const char* volts;
   const char* currents;
   const char* powers;
@@ -53,17 +50,17 @@ using PollingUnitTest = updatertest::WithCases<PollingDocumentTest, UnitCase>;
 TEST_P(PollingUnitTest, RatiosChooseUnits) {
   start();
   EXPECT_EQ(document(GetParam().volts, GetParam().currents, GetParam().powers),
-            cycleWithRatios(GetParam().pt, GetParam().ct));
+            cycleWithRatios(GetParam().ratios));
 }
 
 INSTANTIATE_TEST_SUITE_P(
     Boundaries, PollingUnitTest,
-    ::testing::Values(UnitCase{"5", "10", kVoltsV, kCurrentsA, kPowersPlain},
-                      UnitCase{"6", "10", kVoltsKV, kCurrentsA, kPowersKilo},
-                      UnitCase{"5", "11", kVoltsV, kCurrentsKA, kPowersKilo},
-                      UnitCase{"6", "11", kVoltsKV, kCurrentsKA, kPowersMega},
-                      UnitCase{"4000000000", "4000000000", kVoltsKV, kCurrentsKA, kPowersMega},
-                      UnitCase{"0", "0", kVoltsV, kCurrentsA, kPowersPlain}));
+    ::testing::Values(UnitCase{{"5", "10"}, kVoltsV, kCurrentsA, kPowersPlain},
+                      UnitCase{{"6", "10"}, kVoltsKV, kCurrentsA, kPowersKilo},
+                      UnitCase{{"5", "11"}, kVoltsV, kCurrentsKA, kPowersKilo},
+                      UnitCase{{"6", "11"}, kVoltsKV, kCurrentsKA, kPowersMega},
+                      UnitCase{{"4000000000", "4000000000"}, kVoltsKV, kCurrentsKA, kPowersMega},
+                      UnitCase{{"0", "0"}, kVoltsV, kCurrentsA, kPowersPlain}));
 
 TEST_F(PollingDocumentTest, ThermalInvalidAndClearedFlagsGiveNotAvailableEntries) {
   start();
@@ -330,8 +327,7 @@ TEST_F(PollingDocumentTest, RemainingMessageFormsOfVoltsCurrentsAndPowers) {
 
 TEST_F(PollingDocumentTest, SteadyStateRepeatsTheDocumentAndFollowsChanges) {
   start();
-  std::string first = cycle();
-  EXPECT_EQ(first, cycle());
+  steadyCycle();
   map_->set("reading.1sec.freq", "49.875");
   map_->set("dev.designation", "tab\there\x01");
   std::string expected = document(kVoltsV, kCurrentsA, kPowersPlain);

@@ -181,7 +181,7 @@ TEST_F(SymmTest, VoltageAndCurrentUnitsFollowRatios) {
   GlobalsScope globals(0);
   init();
   setLargeMagnitudes(*map_);
-  EXPECT_EQ(cycleWithRatios("5", "10"), document("Wye", kSymmVolts, kSymmAmps));
+  EXPECT_EQ(cycleWithRatios({"5", "10"}), document("Wye", kSymmVolts, kSymmAmps));
   map_->set("dev.pt.pn.ratio", "6");
   EXPECT_EQ(cycle(), document("Wye", kSymmKiloVolts, kSymmAmps));
   map_->set("dev.ct.abc.ratio", "11");
