@@ -321,7 +321,7 @@ TEST_F(FlickerTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   EXPECT_EQ(errors, kEveryReadFailedErrors);
 }
 
-// The test catalogue without the named keys.
+// The map of the test catalogue without the named keys.
 class FlickerMissingKeysTest : public FlickerTest {
  protected:
   FlickerMissingKeysTest()

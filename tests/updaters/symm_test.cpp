@@ -245,7 +245,7 @@ TEST_F(SymmTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
   EXPECT_EQ(errors, std::string(phasortest::kVoltageReadErrors) + kCurrentAndSequenceReadErrors);
 }
 
-// The test catalogue without the named keys.
+// The map of the test catalogue without the named keys.
 class SymmMissingKeysTest : public SymmTest {
  protected:
   SymmMissingKeysTest()

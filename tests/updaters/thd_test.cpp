@@ -272,7 +272,7 @@ TEST_F(ThdTest, EveryReadFailureHasItsTextAndKeepsOldValues) {
             std::string::npos);
 }
 
-// The test catalogue without the named keys.
+// The map of the test catalogue without the named keys.
 class ThdMissingKeysTest : public ThdTest {
  protected:
   ThdMissingKeysTest()
