@@ -22,7 +22,10 @@ constexpr int kCreateAttempts = 16;
 
 }  // namespace
 
-ReplacementFile::~ReplacementFile() { discard(); }
+ReplacementFile::~ReplacementFile() {
+  discard();
+  closeDirectory();
+}
 
 Status ReplacementFile::failure(const char* step, int errnum) const {
   return Status::Error(path_, step, errnum);
@@ -33,40 +36,78 @@ void ReplacementFile::closeDirectory() {
   directoryFd_ = -1;
 }
 
-Status ReplacementFile::begin(const char* path, mode_t createMode) {
-  discard();
+Status ReplacementFile::setPath(const char* path) {
+  // The same path as last time: the same directory, already split.
+  if (directoryFd_ >= 0 && strcmp(path, path_) == 0) return Status::Ok();
+  closeDirectory();
   size_t length = strlen(path);
-  if (length == 0 || length >= sizeof path_) return Status::Error(path, "path too long");
+  if (length == 0 || length >= sizeof path_) {
+    path_[0] = '\0';
+    return Status::Error(path, "path too long");
+  }
   memcpy(path_, path, length + 1);
-  // The directory: everything before the last slash ("/" for "/x", "." for "x").
-  char* slash = strrchr(path_, '/');
-  const char* directory = ".";
-  if (slash != nullptr) {
-    name_ = slash + 1;
-    *slash = '\0';
-    directory = slash == path_ ? "/" : path_;
-  } else {
-    name_ = path_;
-  }
-  if (*name_ == '\0') {
-    if (slash != nullptr) *slash = '/';
-    return failure("not a regular file", EISDIR);
-  }
+  const char* slash = strrchr(path_, '/');
+  name_ = slash != nullptr ? slash + 1 : path_;
+  if (*name_ == '\0') return failure("not a regular file", EISDIR);
+  return Status::Ok();
+}
+
+void ReplacementFile::noteDirectory(const struct stat& status) {
+  directoryOwner_ = status.st_uid;
+  directoryGroup_ = status.st_gid;
+  directorySetsGroup_ = (status.st_mode & S_ISGID) != 0;
+}
+
+Status ReplacementFile::openDirectory(const char* directory) {
   directoryFd_ = ::open(directory, O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  int openError = errno;
-  if (slash != nullptr) *slash = '/';
-  if (directoryFd_ < 0) return failure("open directory", openError);
+  if (directoryFd_ < 0) return failure("open directory", errno);
   struct stat status;
   if (fstat(directoryFd_, &status) != 0) {
     int error = errno;
     closeDirectory();
     return failure("open directory", error);
   }
-  directoryOwner_ = status.st_uid;
-  directoryGroup_ = status.st_gid;
-  directorySetsGroup_ = (status.st_mode & S_ISGID) != 0;
-  if (fstatat(directoryFd_, name_, &status, AT_SYMLINK_NOFOLLOW) == 0) {
-    if (!S_ISREG(status.st_mode) && !S_ISLNK(status.st_mode)) {
+  directoryDevice_ = status.st_dev;
+  directoryInode_ = status.st_ino;
+  noteDirectory(status);
+  return Status::Ok();
+}
+
+Status ReplacementFile::holdDirectory() {
+  // The directory: everything before the last slash ("/" for "/x", "." for
+  // "x"), cut out of path_ for the calls and put back after them.
+  char* slash = name_ == path_ ? nullptr : path_ + (name_ - path_) - 1;
+  const char* directory = ".";
+  if (slash != nullptr) {
+    *slash = '\0';
+    directory = slash == path_ ? "/" : path_;
+  }
+  Status status = Status::Ok();
+  bool held = false;
+  if (directoryFd_ >= 0) {
+    // Still the directory at the path? Its current owner comes with the answer.
+    struct stat now;
+    if (stat(directory, &now) == 0 && now.st_dev == directoryDevice_ &&
+        now.st_ino == directoryInode_) {
+      noteDirectory(now);
+      held = true;
+    } else {
+      closeDirectory();
+    }
+  }
+  if (!held) status = openDirectory(directory);
+  if (slash != nullptr) *slash = '/';
+  return status;
+}
+
+Status ReplacementFile::begin(const char* path, mode_t createMode) {
+  discard();
+  Status status = setPath(path);
+  if (status.ok()) status = holdDirectory();
+  if (!status.ok()) return status;
+  struct stat existing;
+  if (fstatat(directoryFd_, name_, &existing, AT_SYMLINK_NOFOLLOW) == 0) {
+    if (!S_ISREG(existing.st_mode) && !S_ISLNK(existing.st_mode)) {
       closeDirectory();
       return failure("not a regular file", 0);
     }
@@ -140,7 +181,6 @@ Status ReplacementFile::commit() {
     closeDirectory();
     return failure(step, error);
   }
-  closeDirectory();
   return Status::Ok();
 }
 
@@ -150,7 +190,6 @@ void ReplacementFile::discard() {
     fd_ = -1;
     unlinkat(directoryFd_, temporary_, 0);
   }
-  closeDirectory();
 }
 
 Status ReplacementFile::replace(const char* path, const char* data, size_t size, mode_t mode,
