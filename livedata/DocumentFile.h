@@ -51,6 +51,8 @@ class DocumentFile {
   void printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void append(const char* text);
   void append(const char* text, size_t length);
+  // value as printf's "%.<precision>f" writes it (TextFormatter::appendFixed).
+  void appendFixed(double value, int precision);
   // A timestamp in the layout of timestamp_print_out_format.
   void timestamp(const ZUL_TIMESTAMP_8B_STRUCT& ts);
 
