@@ -2,6 +2,7 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <pthread.h>
 #include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
@@ -19,6 +20,22 @@ namespace {
 // process that died, or planted) moves on to the next.
 std::atomic<unsigned> temporaryCounter{0};
 constexpr int kCreateAttempts = 16;
+
+// This process's id for the temporaries' names, asked once and again in a
+// child after fork (a system call per replacement otherwise).
+std::atomic<int> cachedProcessId{0};
+
+int processId() {
+  static const bool forgetInChild =
+      pthread_atfork(nullptr, nullptr,
+                     [] { cachedProcessId.store(0, std::memory_order_relaxed); }) == 0;
+  int pid = cachedProcessId.load(std::memory_order_relaxed);
+  if (pid == 0 || !forgetInChild) {
+    pid = static_cast<int>(getpid());
+    cachedProcessId.store(pid, std::memory_order_relaxed);
+  }
+  return pid;
+}
 
 }  // namespace
 
@@ -70,6 +87,8 @@ Status ReplacementFile::openDirectory(const char* directory) {
   directoryDevice_ = status.st_dev;
   directoryInode_ = status.st_ino;
   noteDirectory(status);
+  effectiveUser_ = geteuid();
+  effectiveGroup_ = getegid();
   return Status::Ok();
 }
 
@@ -116,7 +135,7 @@ Status ReplacementFile::begin(const char* path, mode_t createMode) {
     closeDirectory();
     return failure("open directory", error);
   }
-  const int pid = static_cast<int>(getpid());
+  const int pid = processId();
   for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
     int written = snprintf(temporary_, sizeof temporary_, ".%s.%d.%u", name_, pid,
                            temporaryCounter.fetch_add(1, std::memory_order_relaxed));
@@ -150,8 +169,8 @@ Status ReplacementFile::setMode(mode_t mode) {
 Status ReplacementFile::giveDirectoryOwner() {
   // A new file already belongs to this process's user, and to its group or,
   // in a set-group-ID directory, to the directory's.
-  if (fd_ >= 0 && directoryOwner_ == geteuid() &&
-      (directorySetsGroup_ || directoryGroup_ == getegid())) {
+  if (fd_ >= 0 && directoryOwner_ == effectiveUser_ &&
+      (directorySetsGroup_ || directoryGroup_ == effectiveGroup_)) {
     return Status::Ok();
   }
   return setOwner(directoryOwner_, directoryGroup_);

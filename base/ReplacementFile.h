@@ -24,7 +24,9 @@
 //  - the owner and mode are set on the open temporary (fchown, fchmod), never
 //    through a path; giveDirectoryOwner() applies the owner and group of the
 //    directory held open (as found at begin()), so a link swapped in never
-//    redirects it (and makes no call when the temporary already has them);
+//    redirects it (and makes no call when the temporary already has them:
+//    when the process's effective user and group, taken when the directory
+//    was opened, are the directory's);
 //  - commit() fsyncs, closes and renames the temporary over the name; on any
 //    failure (and in discard() and the destructor) the temporary is removed
 //    and the old file stays as it was; a failure also lets the directory go;
@@ -102,6 +104,8 @@ class ReplacementFile {
   uid_t directoryOwner_ = 0;
   gid_t directoryGroup_ = 0;
   bool directorySetsGroup_ = false;  // set-group-ID directory
+  uid_t effectiveUser_ = 0;  // this process's, taken when the directory is opened
+  gid_t effectiveGroup_ = 0;
   char path_[PATH_MAX] = {};
   const char* name_ = path_;  // last component, inside path_
   char temporary_[NAME_MAX + 1] = {};

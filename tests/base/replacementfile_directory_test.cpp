@@ -8,6 +8,7 @@
 #include <errno.h>
 #include <stdio.h>
 #include <sys/stat.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <string>
@@ -202,6 +203,34 @@ TEST(ReplacementFileDirectory, OwnerIsTheDirectorysAtEachReplacement) {
   ASSERT_EQ(0, stat((json + "/a").c_str(), &document));
   EXPECT_EQ(65534u, document.st_uid);
   EXPECT_EQ(65534u, document.st_gid);
+}
+
+// The temporary's name carries the id of the process that creates it, also in
+// a child forked after the parent has made replacements.
+TEST(ReplacementFileDirectory, TemporaryInAForkedChildCarriesTheChildsId) {
+  TempDir dir;
+  ReplacementFile parentFile;
+  ASSERT_TRUE(replaceWith(parentFile, dir.file("a"), "1\n").ok());
+  pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    ReplacementFile file;
+    if (!file.begin(dir.file("a").c_str()).ok()) _exit(2);
+    const std::string prefix = ".a." + std::to_string(getpid()) + ".";
+    bool found = false;
+    DIR* listing = opendir(dir.path().c_str());
+    while (struct dirent* entry = listing != nullptr ? readdir(listing) : nullptr) {
+      if (std::string(entry->d_name).compare(0, prefix.size(), prefix) == 0) found = true;
+    }
+    if (listing != nullptr) closedir(listing);
+    file.discard();
+    _exit(found ? 0 : 1);
+  }
+  int status = 0;
+  ASSERT_EQ(child, waitpid(child, &status, 0));
+  ASSERT_TRUE(WIFEXITED(status));
+  EXPECT_EQ(0, WEXITSTATUS(status));
+  EXPECT_EQ(1u, entryCount(dir.path()));
 }
 
 }  // namespace
