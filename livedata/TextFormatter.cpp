@@ -75,11 +75,10 @@ char* writeFixedExactly(char* end, double value, int precision) {
     fraction = static_cast<uint32_t>(scaled % power);
   }
   char* next = end;
-  for (int i = 0; i < precision; ++i) {
-    *--next = static_cast<char>('0' + fraction % 10u);
-    fraction /= 10u;
+  if (precision > 0) {
+    next = DecimalDigits::writeBackwardPadded(next, fraction, precision);
+    *--next = '.';
   }
-  if (precision > 0) *--next = '.';
   return DecimalDigits::writeBackward(next, whole);
 }
 
