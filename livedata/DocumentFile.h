@@ -1,7 +1,8 @@
 // One JSON document of the web UI, replaced whole in every cycle.
 //
-// open() starts the replacement: it opens the document's directory and creates
-// a temporary file beside the document (base::ReplacementFile), mode 0644
+// open() starts the replacement: it finds the document's directory (kept open
+// from the last cycle while the path still leads to it) and creates a
+// temporary file beside the document (base::ReplacementFile), mode 0644
 // less the umask, given the directory's owner and group through the
 // descriptor. The text is
 // collected in a buffer that keeps its capacity from cycle to cycle; close()
