@@ -3,7 +3,6 @@
 #include <errno.h>
 #include <fcntl.h>
 #include <pthread.h>
-#include <stdio.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -24,6 +23,42 @@ constexpr int kCreateAttempts = 16;
 // This process's id for the temporaries' names, asked once and again in a
 // child after fork (a system call per replacement otherwise).
 std::atomic<int> cachedProcessId{0};
+
+// Appends the decimal digits of value at out (at most 20 bytes).
+char* appendDecimal(char* out, unsigned long long value) {
+  char digits[20];
+  int count = 0;
+  do {
+    digits[count++] = static_cast<char>('0' + value % 10u);
+    value /= 10u;
+  } while (value != 0);
+  while (count > 0) *out++ = digits[--count];
+  return out;
+}
+
+// Writes ".NAME.PID.N" and its NUL into text (size bytes), as snprintf would
+// with ".%s.%d.%u" but without parsing a format; false when it does not fit.
+bool nameTemporary(char* text, size_t size, const char* name, int pid, unsigned counter) {
+  char numbers[48];  // ".PID.N"
+  char* out = numbers;
+  *out++ = '.';
+  if (pid < 0) {
+    *out++ = '-';
+    out = appendDecimal(out, 0ull - static_cast<unsigned long long>(static_cast<long long>(pid)));
+  } else {
+    out = appendDecimal(out, static_cast<unsigned long long>(pid));
+  }
+  *out++ = '.';
+  out = appendDecimal(out, counter);
+  const size_t numbersLength = static_cast<size_t>(out - numbers);
+  const size_t nameLength = strlen(name);
+  if (1 + nameLength + numbersLength >= size) return false;
+  text[0] = '.';
+  memcpy(text + 1, name, nameLength);
+  memcpy(text + 1 + nameLength, numbers, numbersLength);
+  text[1 + nameLength + numbersLength] = '\0';
+  return true;
+}
 
 int processId() {
   static const bool forgetInChild =
@@ -137,9 +172,8 @@ Status ReplacementFile::begin(const char* path, mode_t createMode) {
   }
   const int pid = processId();
   for (int attempt = 0; attempt < kCreateAttempts; ++attempt) {
-    int written = snprintf(temporary_, sizeof temporary_, ".%s.%d.%u", name_, pid,
-                           temporaryCounter.fetch_add(1, std::memory_order_relaxed));
-    if (written < 0 || static_cast<size_t>(written) >= sizeof temporary_) {
+    if (!nameTemporary(temporary_, sizeof temporary_, name_, pid,
+                       temporaryCounter.fetch_add(1, std::memory_order_relaxed))) {
       closeDirectory();
       return failure("path too long", ENAMETOOLONG);
     }
