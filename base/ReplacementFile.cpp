@@ -20,10 +20,6 @@ namespace {
 std::atomic<unsigned> temporaryCounter{0};
 constexpr int kCreateAttempts = 16;
 
-// This process's id for the temporaries' names, asked once and again in a
-// child after fork (a system call per replacement otherwise).
-std::atomic<int> cachedProcessId{0};
-
 // Appends the decimal digits of value at out (at most 20 bytes).
 char* appendDecimal(char* out, unsigned long long value) {
   char digits[20];
@@ -60,10 +56,14 @@ bool nameTemporary(char* text, size_t size, const char* name, int pid, unsigned 
   return true;
 }
 
+// This process's id for the temporaries' names, asked once and again in a
+// child after fork (a system call per replacement otherwise).
+std::atomic<int> cachedProcessId{0};
+
+void forgetProcessId() { cachedProcessId.store(0, std::memory_order_relaxed); }
+
 int processId() {
-  static const bool forgetInChild =
-      pthread_atfork(nullptr, nullptr,
-                     [] { cachedProcessId.store(0, std::memory_order_relaxed); }) == 0;
+  static const bool forgetInChild = pthread_atfork(nullptr, nullptr, forgetProcessId) == 0;
   int pid = cachedProcessId.load(std::memory_order_relaxed);
   if (pid == 0 || !forgetInChild) {
     pid = static_cast<int>(getpid());

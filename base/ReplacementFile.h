@@ -104,7 +104,7 @@ class ReplacementFile {
   uid_t directoryOwner_ = 0;
   gid_t directoryGroup_ = 0;
   bool directorySetsGroup_ = false;  // set-group-ID directory
-  uid_t effectiveUser_ = 0;  // this process's, taken when the directory is opened
+  uid_t effectiveUser_ = 0;          // this process's, taken when the directory is opened
   gid_t effectiveGroup_ = 0;
   char path_[PATH_MAX] = {};
   const char* name_ = path_;  // last component, inside path_

@@ -89,8 +89,7 @@ char* writeFixedMagnitude(char* text, double magnitude, int precision) {
   char* first = precision <= 3 ? writeFixedExactly(end, magnitude, precision) : nullptr;
   if (first != nullptr) return first;
   // The general path writes from the front; move its text to the end.
-  char* written =
-      std::to_chars(text, end, magnitude, std::chars_format::fixed, precision).ptr;
+  char* written = std::to_chars(text, end, magnitude, std::chars_format::fixed, precision).ptr;
   const size_t length = static_cast<size_t>(written - text);
   memmove(end - length, text, length);
   return end - length;
