@@ -33,6 +33,10 @@ void pause(int round) {
 
 int EntrySeqLock::read(const MapRecord& record, uint32_t type, uint32_t* out) {
   const size_t words = wordCount(type);
+  // All words zeroed first by a fixed-size memset, which the compiler writes
+  // inline as a few wide stores (a loop over the words past the value cost more
+  // than the copy itself); the copy below overwrites the value's words.
+  memset(out, 0, kValueCapacity);
   long long deadline = 0;
   for (int round = 0;; ++round) {
     uint32_t before = __atomic_load_n(&record.seq, __ATOMIC_ACQUIRE);
@@ -40,10 +44,7 @@ int EntrySeqLock::read(const MapRecord& record, uint32_t type, uint32_t* out) {
       for (size_t i = 0; i < words; ++i)
         out[i] = __atomic_load_n(&record.value[i], __ATOMIC_ACQUIRE);
       uint32_t after = __atomic_load_n(&record.seq, __ATOMIC_ACQUIRE);
-      if (after == before) {
-        for (size_t i = words; i < kValueCapacity / 4; ++i) out[i] = 0;
-        return 0;
-      }
+      if (after == before) return 0;
     }
     if (round >= kSpinRounds) {
       long long now = nowNs();

@@ -50,6 +50,18 @@ char* DecimalDigits::writeBackward(char* end, uint64_t value) {
   return writeBackward32(next, static_cast<uint32_t>(value));
 }
 
+char* DecimalDigits::writeBackwardPadded(char* end, uint32_t value, int count) {
+  char* next = end;
+  if (count >= 2) {
+    next -= 2;
+    memcpy(next, kPairs + 2 * (value % 100u), 2);
+    value /= 100u;
+    count -= 2;
+  }
+  if (count == 1) *--next = static_cast<char>('0' + value);
+  return next;
+}
+
 char* DecimalDigits::writeTwoAtLeast(char* out, unsigned int value) {
   if (value < 100u) {
     memcpy(out, kPairs + 2 * value, 2);

@@ -18,6 +18,10 @@ class DecimalDigits {
   // they begin. Zero is the one digit "0". end must have kMaxDigits bytes before it.
   static char* writeBackward(char* end, uint64_t value);
 
+  // Writes exactly count digits (0 to 3) of value (below 10^count), with
+  // leading zeros, so that they end just before end; returns where they begin.
+  static char* writeBackwardPadded(char* end, uint32_t value, int count);
+
   // Writes value as "%02u" would (at least two digits) at out; returns the end.
   static char* writeTwoAtLeast(char* out, unsigned int value);
 

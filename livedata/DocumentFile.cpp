@@ -88,6 +88,10 @@ void DocumentFile::append(const char* text) { text_.append(text); }
 
 void DocumentFile::append(const char* text, size_t length) { text_.append(text, length); }
 
+void DocumentFile::appendFixed(double value, int precision) {
+  TextFormatter::appendFixed(text_, value, precision);
+}
+
 void DocumentFile::timestamp(const ZUL_TIMESTAMP_8B_STRUCT& ts) {
   char text[kTimestampTextSize];
   int length = sprint_out_ZUL_8byte_timestamp(text, &ts, timestamp_print_out_format);

@@ -1,7 +1,8 @@
 // One JSON document of the web UI, replaced whole in every cycle.
 //
-// open() starts the replacement: it opens the document's directory and creates
-// a temporary file beside the document (base::ReplacementFile), mode 0644
+// open() starts the replacement: it finds the document's directory (kept open
+// from the last cycle while the path still leads to it) and creates a
+// temporary file beside the document (base::ReplacementFile), mode 0644
 // less the umask, given the directory's owner and group through the
 // descriptor. The text is
 // collected in a buffer that keeps its capacity from cycle to cycle; close()
@@ -51,6 +52,8 @@ class DocumentFile {
   void printf(const char* format, ...) __attribute__((format(printf, 2, 3)));
   void append(const char* text);
   void append(const char* text, size_t length);
+  // value as printf's "%.<precision>f" writes it (TextFormatter::appendFixed).
+  void appendFixed(double value, int precision);
   // A timestamp in the layout of timestamp_print_out_format.
   void timestamp(const ZUL_TIMESTAMP_8B_STRUCT& ts);
 

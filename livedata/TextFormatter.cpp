@@ -75,12 +75,24 @@ char* writeFixedExactly(char* end, double value, int precision) {
     fraction = static_cast<uint32_t>(scaled % power);
   }
   char* next = end;
-  for (int i = 0; i < precision; ++i) {
-    *--next = static_cast<char>('0' + fraction % 10u);
-    fraction /= 10u;
+  if (precision > 0) {
+    next = DecimalDigits::writeBackwardPadded(next, fraction, precision);
+    *--next = '.';
   }
-  if (precision > 0) *--next = '.';
   return DecimalDigits::writeBackward(next, whole);
+}
+
+// The text of a finite magnitude (value >= 0) with precision decimals, ending
+// at text + kDoubleTextSize; returns where it begins.
+char* writeFixedMagnitude(char* text, double magnitude, int precision) {
+  char* end = text + kDoubleTextSize;
+  char* first = precision <= 3 ? writeFixedExactly(end, magnitude, precision) : nullptr;
+  if (first != nullptr) return first;
+  // The general path writes from the front; move its text to the end.
+  char* written = std::to_chars(text, end, magnitude, std::chars_format::fixed, precision).ptr;
+  const size_t length = static_cast<size_t>(written - text);
+  memmove(end - length, text, length);
+  return end - length;
 }
 
 }  // namespace
@@ -303,15 +315,27 @@ void TextFormatter::appendDouble(Output& out, const Directive& directive, double
   }
   char text[kDoubleTextSize];
   const int precision = directive.precision < 0 ? 6 : directive.precision;
-  char* first =
-      precision <= 3 ? writeFixedExactly(text + sizeof text, fabs(value), precision) : nullptr;
+  char* first = writeFixedMagnitude(text, fabs(value), precision);
+  appendField(out, directive, sign, 0, first, static_cast<size_t>(text + sizeof text - first),
+              true);
+}
+
+void TextFormatter::appendFixed(std::string& out, double value, int precision) {
+  if (precision < 0 || precision > kMaxDoublePrecision) precision = 6;
+  char text[1 + kDoubleTextSize];  // the sign, then the number
   char* end = text + sizeof text;
-  if (first == nullptr) {
-    first = text;
-    end = std::to_chars(text, text + sizeof text, fabs(value), std::chars_format::fixed, precision)
-              .ptr;
+  char* first;
+  if (isnan(value)) {
+    first = end - 3;
+    memcpy(first, "nan", 3);
+  } else if (isinf(value)) {
+    first = end - 3;
+    memcpy(first, "inf", 3);
+  } else {
+    first = writeFixedMagnitude(text + 1, fabs(value), precision);
   }
-  appendField(out, directive, sign, 0, first, static_cast<size_t>(end - first), true);
+  if (signbit(value)) *--first = '-';
+  out.append(first, static_cast<size_t>(end - first));
 }
 
 // '+', ' ' and '0' have no effect on texts: the padding is blanks.

@@ -79,19 +79,11 @@ void FactorySettingsFile::write(const unsigned char* block) {
   if (block == nullptr) return;
   // Written like the updater documents: formatted whole, then put over the old
   // text in one write (never truncated first), failures on the runtime log.
-  if (!document_.openKeepingOwner(sys_config_jsonfile)) return;
-  // The file takes the owner and group of its directory; -1 leaves them as they are.
-  uid_t owner = static_cast<uid_t>(-1);
-  gid_t group = static_cast<gid_t>(-1);
-  struct stat directory;
-  if (stat(sys_config_jsonfile_dir, &directory) == 0) {
-    owner = directory.st_uid;
-    group = directory.st_gid;
-  }
-  // Failures of either are ignored: the document is still written.
+  // open() gives the file the owner and group of its directory
+  // (sys_config_jsonfile_dir, found by its path in this very call).
+  if (!document_.open(sys_config_jsonfile)) return;
+  // A failure is ignored: the document is still written.
   if (fchmod(document_.fd(), 0774) != 0) {
-  }
-  if (fchown(document_.fd(), owner, group) != 0) {
   }
   char text[kDocumentSize];
   int length = format(block, text, sizeof text);

@@ -270,11 +270,18 @@ void PollingUpdate::writeFamily(int family, const Unit& unit) {
 }
 
 void PollingUpdate::writeEntry(bool available, double value, const Unit& unit, const char* end) {
+  // The bytes of "\"%.3f%s\"%s" and "\"n/a\"%s", without parsing a format: this
+  // is most of the document.
+  DocumentFile& out = document();
   if (available) {
-    document().printf("\"%.3f%s\"%s", value / unit.divisor, unit.suffix, end);
+    out.append("\"", 1);
+    out.appendFixed(value / unit.divisor, 3);
+    out.append(unit.suffix);
+    out.append("\"", 1);
   } else {
-    document().printf("\"n/a\"%s", end);
+    out.append("\"n/a\"", 5);
   }
+  out.append(end);
 }
 
 void PollingUpdate::writeEnumerations() {
