@@ -131,7 +131,7 @@ void DocumentFile::noteOutcome(const base::Status& outcome) {
   if (!outcome.ok() && outcome.errnum() == ENOENT) return;
   if (!outcome.ok() && !failing_) {
     failing_ = true;
-    runtime_log("DocumentFile %s failed, error=%d %s, document may be empty or cut: %s\n",
+    runtime_log("DocumentFile %s failed, error=%d %s, previous document kept: %s\n",
                 outcome.step().c_str(), outcome.errnum(), errorName(outcome.errnum()),
                 path_.c_str());
   } else if (outcome.ok() && failing_) {

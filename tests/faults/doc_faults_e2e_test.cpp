@@ -108,7 +108,7 @@ TEST(DocFaults, FullDiskIsLoggedOnceAndDocumentsComeBackWhole) {
   ChildProcess child;
   ASSERT_TRUE(daemon.start(child)) << child.err();
   const std::string failing = "DocumentFile write failed, error=" + std::to_string(ENOSPC) +
-                              " ENOSPC, document may be empty or cut: ";
+                              " ENOSPC, previous document kept: ";
   const std::string polling = daemon.documentPath("polling_data.json");
   ASSERT_TRUE(waitFor([&] {
     return daemon.logText().find(failing + polling) != std::string::npos;

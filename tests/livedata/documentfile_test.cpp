@@ -195,7 +195,7 @@ TEST_F(DocumentWriteFailure, LoggedOnceWhenFailingStartsAndOnceWhenItEnds) {
   writeCycle(doc, big);
   writeCycle(doc, big);
   const std::string failed = "livedata_update_runtime <3>: DocumentFile write failed, error=" +
-                             std::to_string(EFBIG) + " EFBIG, document may be empty or cut: " + docPath_ + "\n";
+                             std::to_string(EFBIG) + " EFBIG, previous document kept: " + docPath_ + "\n";
   EXPECT_EQ(failed, logText());
   liftLimit();
   writeCycle(doc, big);
