@@ -52,6 +52,20 @@ size_t entryCount(const std::string& path) {
   return count;
 }
 
+// A document directory "json" that has had one replacement ("1\n" at json/a)
+// through file, which holds it from then on.
+class HeldDirectory : public ::testing::Test {
+ protected:
+  void SetUp() override {
+    testsupport::makeDirs(json);
+    ASSERT_TRUE(replaceWith(file, json + "/a", "1\n").ok());
+  }
+
+  TempDir dir;
+  const std::string json = dir.file("json");
+  ReplacementFile file;
+};
+
 TEST(ReplacementFileDirectory, OneDescriptorHeldAcrossReplacementsAndClosedWithTheObject) {
   TempDir dir;
   const int before = openDescriptorCount();
@@ -68,12 +82,7 @@ TEST(ReplacementFileDirectory, OneDescriptorHeldAcrossReplacementsAndClosedWithT
   EXPECT_EQ(1u, entryCount(dir.path()));
 }
 
-TEST(ReplacementFileDirectory, RemovedDirectoryIsRefusedThenRecreatedOneIsUsedAtOnce) {
-  TempDir dir;
-  const std::string json = dir.file("json");
-  testsupport::makeDirs(json);
-  ReplacementFile file;
-  ASSERT_TRUE(replaceWith(file, json + "/a", "1\n").ok());
+TEST_F(HeldDirectory, RemovedDirectoryIsRefusedThenRecreatedOneIsUsedAtOnce) {
   testsupport::removeTree(json);
 
   base::Status status = replaceWith(file, json + "/a", "2\n");
@@ -87,25 +96,15 @@ TEST(ReplacementFileDirectory, RemovedDirectoryIsRefusedThenRecreatedOneIsUsedAt
   EXPECT_EQ(1u, entryCount(json));
 }
 
-TEST(ReplacementFileDirectory, DirectoryRemovedAndRecreatedBetweenTwoReplacements) {
-  TempDir dir;
-  const std::string json = dir.file("json");
-  testsupport::makeDirs(json);
-  ReplacementFile file;
-  ASSERT_TRUE(replaceWith(file, json + "/a", "1\n").ok());
+TEST_F(HeldDirectory, DirectoryRemovedAndRecreatedBetweenTwoReplacements) {
   testsupport::removeTree(json);
   testsupport::makeDirs(json);
   ASSERT_TRUE(replaceWith(file, json + "/a", "2\n").ok());
   EXPECT_EQ("2\n", testsupport::readFile(json + "/a"));
 }
 
-TEST(ReplacementFileDirectory, RenamedAwayDirectoryGetsNothingMore) {
-  TempDir dir;
-  const std::string json = dir.file("json");
+TEST_F(HeldDirectory, RenamedAwayDirectoryGetsNothingMore) {
   const std::string old = dir.file("json.old");
-  testsupport::makeDirs(json);
-  ReplacementFile file;
-  ASSERT_TRUE(replaceWith(file, json + "/a", "1\n").ok());
   ASSERT_EQ(0, rename(json.c_str(), old.c_str()));
 
   // Nothing at the path: refused as a missing directory, the renamed one untouched.
@@ -123,14 +122,9 @@ TEST(ReplacementFileDirectory, RenamedAwayDirectoryGetsNothingMore) {
   EXPECT_EQ(1u, entryCount(old));
 }
 
-TEST(ReplacementFileDirectory, DirectorySwappedForAnotherByRenameIsFollowed) {
-  TempDir dir;
-  const std::string json = dir.file("json");
+TEST_F(HeldDirectory, DirectorySwappedForAnotherByRenameIsFollowed) {
   const std::string next = dir.file("json.next");
-  testsupport::makeDirs(json);
   testsupport::makeDirs(next);
-  ReplacementFile file;
-  ASSERT_TRUE(replaceWith(file, json + "/a", "1\n").ok());
   // The held directory moves aside and another takes its name in one step each.
   ASSERT_EQ(0, rename(json.c_str(), dir.file("json.old").c_str()));
   ASSERT_EQ(0, rename(next.c_str(), json.c_str()));
@@ -154,12 +148,7 @@ TEST(ReplacementFileDirectory, SymlinkedDirectoryPathFollowsItsNewTarget) {
   EXPECT_EQ("2\n", testsupport::readFile(dir.file("two/a")));
 }
 
-TEST(ReplacementFileDirectory, DirectoryRemovedDuringAReplacementFailsWithoutAnyFile) {
-  TempDir dir;
-  const std::string json = dir.file("json");
-  testsupport::makeDirs(json);
-  ReplacementFile file;
-  ASSERT_TRUE(replaceWith(file, json + "/a", "1\n").ok());
+TEST_F(HeldDirectory, DirectoryRemovedDuringAReplacementFailsWithoutAnyFile) {
   ASSERT_TRUE(file.begin((json + "/a").c_str()).ok());
   ASSERT_TRUE(file.write("2\n", 2).ok());
   testsupport::removeTree(json);
