@@ -87,8 +87,9 @@ class ReplacementFile {
 
  private:
   Status failure(const char* step, int errnum) const;
-  // Takes path as the one to replace; lets the directory held go when it is
-  // not the directory of path. False when path does not fit or has no name.
+  // Takes path as the one to replace; lets the directory held go when path is
+  // another one. Fails ("path too long", "not a regular file") when path does
+  // not fit the buffer or ends in a slash.
   Status setPath(const char* path);
   // Makes directoryFd_ the directory that the path leads to now, and takes its
   // owner and group.
