@@ -2,13 +2,15 @@
 
 #include <errno.h>
 #include <fcntl.h>
-#include <mosquitto.h>
 #include <string.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
 #include <chrono>
 #include <functional>
+#include <mutex>
+
+#include "export/MosquittoLibrary.h"
 
 namespace ldexport {
 
@@ -69,15 +71,19 @@ base::Status readFirstLine(const std::string& path, std::string* line) {
   return base::Status::Ok();
 }
 
-// The reason for a libmosquitto result, errno's text for MOSQ_ERR_ERRNO.
-std::string reasonFor(int code) {
-  if (code == MOSQ_ERR_ERRNO) return strerror(errno);
-  return mosquitto_strerror(code);
-}
-
 // True when mid a is b or was handed out after it (mids are 16-bit and wrap).
 bool atOrAfter(int a, int b) {
   return static_cast<int16_t>(static_cast<uint16_t>(a) - static_cast<uint16_t>(b)) >= 0;
+}
+
+// The process's one libmosquitto, loaded by the first MQTT output that needs it.
+base::Status loadProcessLibrary(const MosquittoLibrary** library) {
+  static std::mutex loading;
+  static MosquittoLibrary loaded;
+  std::lock_guard<std::mutex> lock(loading);
+  base::Status status = loaded.load();
+  if (status.ok()) *library = &loaded;
+  return status;
 }
 
 void waitFor(const std::function<bool()>& done, int milliseconds) {
@@ -94,7 +100,7 @@ MqttOutput::MqttOutput(const ExportOptions& options, FILE* log)
 
 MqttOutput::~MqttOutput() {
   stop();
-  if (libraryReady_) mosquitto_lib_cleanup();
+  if (libraryReady_) library_->libCleanup();
 }
 
 base::Status MqttOutput::prepare() {
@@ -113,9 +119,16 @@ base::Status MqttOutput::prepare() {
     }
     close(fd);
   }
-  mosquitto_lib_init();
+  base::Status loaded = loadProcessLibrary(&library_);
+  if (!loaded.ok()) return loaded;
+  library_->libInit();
   libraryReady_ = true;
   return base::Status::Ok();
+}
+
+std::string MqttOutput::reasonFor(int code) const {
+  if (code == MOSQ_ERR_ERRNO) return strerror(errno);
+  return library_->strerror(code);
 }
 
 base::Status MqttOutput::start(const Snapshot& snapshot) {
@@ -124,30 +137,29 @@ base::Status MqttOutput::start(const Snapshot& snapshot) {
   availabilityTopic_ = identity_.availabilityTopic();
   statusTopic_ = identity_.statusTopic();
   std::string clientId = "livedata_export-" + identity_.node + "-" + std::to_string(getpid());
-  client_ = mosquitto_new(clientId.c_str(), true, this);
+  client_ = library_->create(clientId.c_str(), true, this);
   if (client_ == nullptr) return base::Status::Error("mqtt", "cannot make a client", errno);
-  mosquitto_threaded_set(client_, true);
-  mosquitto_int_option(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V311);
+  library_->threadedSet(client_, true);
+  library_->intOption(client_, MOSQ_OPT_PROTOCOL_VERSION, MQTT_PROTOCOL_V311);
   int code =
-      mosquitto_will_set(client_, availabilityTopic_.c_str(), strlen(kOffline), kOffline, 1, true);
+      library_->willSet(client_, availabilityTopic_.c_str(), strlen(kOffline), kOffline, 1, true);
   if (code != MOSQ_ERR_SUCCESS) return base::Status::Error("mqtt", "will: " + reasonFor(code));
   if (!options_.mqttUser.empty()) {
-    code =
-        mosquitto_username_pw_set(client_, options_.mqttUser.c_str(),
-                                  options_.mqttPasswordFile.empty() ? nullptr : password_.c_str());
+    code = library_->usernamePwSet(client_, options_.mqttUser.c_str(),
+                                   options_.mqttPasswordFile.empty() ? nullptr : password_.c_str());
     if (code != MOSQ_ERR_SUCCESS) return base::Status::Error("mqtt", "user: " + reasonFor(code));
   }
   if (!options_.mqttCaFile.empty()) {
     code =
-        mosquitto_tls_set(client_, options_.mqttCaFile.c_str(), nullptr, nullptr, nullptr, nullptr);
+        library_->tlsSet(client_, options_.mqttCaFile.c_str(), nullptr, nullptr, nullptr, nullptr);
     if (code != MOSQ_ERR_SUCCESS) {
       return base::Status::Error(options_.mqttCaFile, "TLS: " + reasonFor(code));
     }
   }
-  mosquitto_connect_callback_set(client_, &MqttOutput::connectCallback);
-  mosquitto_disconnect_callback_set(client_, &MqttOutput::disconnectCallback);
-  mosquitto_publish_callback_set(client_, &MqttOutput::publishCallback);
-  mosquitto_message_callback_set(client_, &MqttOutput::messageCallback);
+  library_->connectCallbackSet(client_, &MqttOutput::connectCallback);
+  library_->disconnectCallbackSet(client_, &MqttOutput::disconnectCallback);
+  library_->publishCallbackSet(client_, &MqttOutput::publishCallback);
+  library_->messageCallbackSet(client_, &MqttOutput::messageCallback);
   fprintf(log_, "livedata_export: mqtt: meter %s, topics %s/{state,availability}\n",
           identity_.node.c_str(), identity_.baseTopic.c_str());
   running_ = true;
@@ -174,8 +186,8 @@ void MqttOutput::networkLoop() {
   while (running_.load()) {
     if (!socketOpen) {
       if (stopping_.load()) break;
-      int code = mosquitto_connect_async(client_, options_.mqttHost.c_str(), options_.mqttPort,
-                                         kKeepaliveSeconds);
+      int code = library_->connectAsync(client_, options_.mqttHost.c_str(), options_.mqttPort,
+                                        kKeepaliveSeconds);
       if (code != MOSQ_ERR_SUCCESS) {
         reportState("cannot connect to " + broker + ": " + reasonFor(code) + "; retrying");
         waitBeforeRetry(retryMs);
@@ -184,7 +196,7 @@ void MqttOutput::networkLoop() {
       }
       socketOpen = true;
     }
-    int code = mosquitto_loop(client_, kLoopTimeoutMs, 1);
+    int code = library_->loop(client_, kLoopTimeoutMs, 1);
     if (code == MOSQ_ERR_SUCCESS) {
       if (connected_.load()) retryMs = kFirstRetryMs;
       continue;
@@ -211,7 +223,7 @@ void MqttOutput::sendDiscovery() {
     formatDiscovery(identity_, row, &discovery_);
     if (discovery_.overflowed()) continue;
     std::string topic = identity_.discoveryTopic(row);
-    mosquitto_publish(client_, nullptr, topic.c_str(), static_cast<int>(discovery_.size()),
+    library_->publish(client_, nullptr, topic.c_str(), static_cast<int>(discovery_.size()),
                       discovery_.data(), 1, true);
   }
 }
@@ -219,13 +231,13 @@ void MqttOutput::sendDiscovery() {
 void MqttOutput::onConnect(int code) {
   if (code != 0) {
     reportState(options_.mqttHost + ":" + std::to_string(options_.mqttPort) +
-                " refused the connection: " + mosquitto_connack_string(code) + "; retrying");
+                " refused the connection: " + library_->connackString(code) + "; retrying");
     return;
   }
   pendingStateMid_ = -1;
-  mosquitto_publish(client_, nullptr, availabilityTopic_.c_str(), strlen(kOnline), kOnline, 1,
+  library_->publish(client_, nullptr, availabilityTopic_.c_str(), strlen(kOnline), kOnline, 1,
                     true);
-  if (options_.discovery) mosquitto_subscribe(client_, nullptr, statusTopic_.c_str(), 1);
+  if (options_.discovery) library_->subscribe(client_, nullptr, statusTopic_.c_str(), 1);
   sendDiscovery();
   connects_++;
   connected_ = true;
@@ -295,7 +307,7 @@ void MqttOutput::publish(const Snapshot& snapshot) {
   formatState(snapshot, &state_);
   if (state_.overflowed()) return;
   int mid = -1;
-  int code = mosquitto_publish(client_, &mid, stateTopic_.c_str(), static_cast<int>(state_.size()),
+  int code = library_->publish(client_, &mid, stateTopic_.c_str(), static_cast<int>(state_.size()),
                                state_.data(), 0, false);
   if (code == MOSQ_ERR_SUCCESS) {
     pendingStateMid_ = mid;
@@ -307,7 +319,7 @@ void MqttOutput::stop() {
   if (!started_ || client_ == nullptr) return;
   if (running_.load() && connected_.load()) {
     int mid = -1;
-    if (mosquitto_publish(client_, &mid, availabilityTopic_.c_str(), strlen(kOffline), kOffline, 1,
+    if (library_->publish(client_, &mid, availabilityTopic_.c_str(), strlen(kOffline), kOffline, 1,
                           true) == MOSQ_ERR_SUCCESS) {
       waitFor(
           [&] {
@@ -317,7 +329,7 @@ void MqttOutput::stop() {
           1000);
     }
     stopping_ = true;
-    mosquitto_disconnect(client_);
+    library_->disconnect(client_);
     waitFor([&] { return !connected_.load(); }, 1000);
   }
   stopping_ = true;
@@ -335,7 +347,7 @@ void MqttOutput::stop() {
     }
     network_.join();
   }
-  mosquitto_destroy(client_);
+  library_->destroy(client_);
   client_ = nullptr;
 }
 

@@ -39,6 +39,8 @@ struct mosquitto_message;
 
 namespace ldexport {
 
+class MosquittoLibrary;
+
 class MqttOutput {
  public:
   MqttOutput(const ExportOptions& options, FILE* log);
@@ -48,7 +50,9 @@ class MqttOutput {
 
   // Checks and reads what must be usable before the first period: the
   // password file (a regular file, at most 4096 bytes; its first line), the
-  // CA file. An error's message is the one line to show (exit status 2).
+  // CA file, and libmosquitto itself, which is loaded here (see
+  // export/MosquittoLibrary.h). An error's message is the one line to show
+  // (exit status 2).
   base::Status prepare();
 
   // Queues snapshot's state; starts the connection at the first snapshot that
@@ -71,6 +75,8 @@ class MqttOutput {
   void networkLoop();
   void waitBeforeRetry(int milliseconds);
   void reportState(const std::string& line);
+  // The reason for a libmosquitto result, errno's text for MOSQ_ERR_ERRNO.
+  std::string reasonFor(int code) const;
   bool stateMayGo() const;
   void sendDiscovery();
   void onConnect(int code);
@@ -86,7 +92,8 @@ class MqttOutput {
   ExportOptions options_;
   FILE* log_;
   std::string password_;
-  bool libraryReady_ = false;  // mosquitto_lib_init ran
+  const MosquittoLibrary* library_ = nullptr;  // set by prepare()
+  bool libraryReady_ = false;                  // mosquitto_lib_init ran
   bool started_ = false;
   bool startFailed_ = false;
   MeterIdentity identity_;

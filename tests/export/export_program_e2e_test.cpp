@@ -158,4 +158,33 @@ TEST(ExportProgram, NoMapAtStartThenAMap) {
   EXPECT_NE(std::string::npos, log.find("datamap open")) << log;
 }
 
+// The libraries a running process has mapped: its /proc/PID/maps.
+std::string mappedFiles(pid_t pid) {
+  return readFileOrEmpty("/proc/" + std::to_string(pid) + "/maps");
+}
+
+TEST(ExportProgram, LibmosquittoAndOpenSslAreLoadedOnlyForMqtt) {
+  TempDir dir;
+  std::string map = makeMap(dir);
+  std::string file = dir.file("metrics.prom");
+  auto fileOnly = startExporter(map, {"--prometheus", file, "--interval", "50"});
+  ASSERT_TRUE(waitFor([&] { return testsupport::fileExists(file); }));
+  std::string maps = mappedFiles(fileOnly->pid());
+  ASSERT_NE(std::string::npos, maps.find("libc.so")) << maps;
+  EXPECT_EQ(std::string::npos, maps.find("libmosquitto")) << maps;
+  EXPECT_EQ(std::string::npos, maps.find("libssl")) << maps;
+  EXPECT_EQ(std::string::npos, maps.find("libcrypto")) << maps;
+  EXPECT_EQ(0, fileOnly->stop(SIGTERM).exitCode);
+  if (!LDX_WITH_MQTT) return;
+
+  // Nothing listens on the broker's port: the output keeps retrying, loaded.
+  auto withMqtt = startExporter(map, {"--prometheus", file, "--interval", "50", "--mqtt",
+                                      "127.0.0.1:" + std::to_string(exporttest::freePort())});
+  ASSERT_TRUE(waitFor(
+      [&] { return withMqtt->err().find("cannot connect") != std::string::npos; },
+      std::chrono::seconds(30)));
+  EXPECT_NE(std::string::npos, mappedFiles(withMqtt->pid()).find("libmosquitto"));
+  EXPECT_EQ(0, withMqtt->stop(SIGTERM).exitCode) << withMqtt->err();
+}
+
 }  // namespace
