@@ -10,6 +10,7 @@
 #include <functional>
 #include <mutex>
 
+#include "base/InputFile.h"
 #include "export/MosquittoLibrary.h"
 
 namespace ldexport {
@@ -49,23 +50,13 @@ base::Status readFirstLine(const std::string& path, std::string* line) {
     if (errno == EINVAL) return base::Status::Error(path, "not a regular file");
     return base::Status::Error(path, "cannot open", errno);
   }
-  char text[kPasswordFileLimit + 1];
-  size_t size = 0;
-  for (;;) {
-    ssize_t got = read(fd, text + size, sizeof text - size);
-    if (got < 0 && errno == EINTR) continue;
-    if (got < 0) {
-      int error = errno;
-      close(fd);
-      return base::Status::Error(path, "cannot read", error);
-    }
-    if (got == 0) break;
-    size += static_cast<size_t>(got);
-    if (size == sizeof text) break;
-  }
+  std::string all;
+  base::Status status = base::InputFile::readUpTo(fd, kPasswordFileLimit, path.c_str(), &all);
   close(fd);
-  if (size > kPasswordFileLimit) return base::Status::Error(path, "larger than 4096 bytes");
-  std::string all(text, size);
+  if (!status.ok()) return status;
+  if (all.size() > kPasswordFileLimit) {
+    return base::Status::Error(path, base::InputFile::tooLargeStep(kPasswordFileLimit));
+  }
   size_t end = all.find_first_of("\r\n");
   *line = end == std::string::npos ? all : all.substr(0, end);
   return base::Status::Ok();

@@ -54,7 +54,8 @@ TEST(ExportProgram, UnreadablePasswordFileIsOneLineAndStatus2) {
   if (!LDX_WITH_MQTT) GTEST_SKIP() << "livedata_export built without libmosquitto";
   TempDir dir;
   testsupport::makeDirs(dir.file("adir"));
-  for (const std::string& file : {dir.file("missing"), dir.file("adir")}) {
+  testsupport::writeFile(dir.file("large"), std::string(4096, 'p') + "\n");
+  for (const std::string& file : {dir.file("missing"), dir.file("adir"), dir.file("large")}) {
     testsupport::ProcessResult result =
         runProcess({stagedProgram("sbin/livedata_export"), "--mqtt", "127.0.0.1:1",
                     "--mqtt-user", "u", "--mqtt-password-file", file});
@@ -62,6 +63,10 @@ TEST(ExportProgram, UnreadablePasswordFileIsOneLineAndStatus2) {
     EXPECT_EQ(1, lineCount(result.err)) << result.err;
     EXPECT_NE(std::string::npos, result.err.find(file)) << result.err;
   }
+  EXPECT_NE(std::string::npos,
+            runProcess({stagedProgram("sbin/livedata_export"), "--mqtt", "127.0.0.1:1",
+                        "--mqtt-user", "u", "--mqtt-password-file", dir.file("large")})
+                .err.find("larger than 4096 bytes"));
 }
 
 TEST(ExportProgram, UnresolvableBrokerIsRetriedWithOneLineAndNeverStopsTheFile) {
