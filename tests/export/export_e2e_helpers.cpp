@@ -63,10 +63,11 @@ std::unique_ptr<ChildProcess> startExporter(const std::string& map,
   return child;
 }
 
-std::unique_ptr<ChildProcess> startBroker(const testsupport::TempDir& dir, int port) {
+std::unique_ptr<ChildProcess> startBroker(const testsupport::TempDir& dir, int port,
+                                          const std::string& access) {
   std::string config = dir.file("mosquitto-" + std::to_string(port) + ".conf");
-  testsupport::writeFile(config, "listener " + std::to_string(port) +
-                                     " 127.0.0.1\nallow_anonymous true\npersistence false\n");
+  testsupport::writeFile(config, "listener " + std::to_string(port) + " 127.0.0.1\n" + access +
+                                     "persistence false\n");
   auto broker = std::make_unique<ChildProcess>();
   if (!broker->start({"/usr/sbin/mosquitto", "-c", config})) return nullptr;
   if (!testsupport::waitFor([&] { return portOpen(port); })) return nullptr;

@@ -27,9 +27,12 @@ std::string makeMap(const testsupport::TempDir& dir);
 std::unique_ptr<testsupport::ChildProcess> startExporter(const std::string& map,
                                                          const std::vector<std::string>& args);
 
-// Debian's mosquitto on 127.0.0.1:port, anonymous, no persistence; waits until
-// it accepts connections. Returns null when it did not start.
-std::unique_ptr<testsupport::ChildProcess> startBroker(const testsupport::TempDir& dir, int port);
+// Debian's mosquitto on 127.0.0.1:port, no persistence, with the access lines
+// of its configuration (anonymous by default); waits until it accepts
+// connections. Returns null when it did not start.
+std::unique_ptr<testsupport::ChildProcess> startBroker(
+    const testsupport::TempDir& dir, int port,
+    const std::string& access = "allow_anonymous true\n");
 
 // Messages a mosquitto_sub child has printed with -v: "TOPIC PAYLOAD" lines.
 std::vector<std::string> subscriberLines(const testsupport::ChildProcess& subscriber);

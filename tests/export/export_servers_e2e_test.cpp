@@ -311,4 +311,41 @@ TEST_F(ExportMqtt, StartedBeforeTheBrokerConnectsWithin15s) {
   EXPECT_NE(std::string::npos, log.find("connected to 127.0.0.1:")) << log;
 }
 
+// A broker that asks for a user and password: the password file's first line
+// (its line end not included) is what the exporter sends.
+TEST(ExportMqttPassword, FirstLineOfThePasswordFileIsSentAndAWrongOneIsRefused) {
+  if (!LDX_WITH_MQTT) GTEST_SKIP() << "livedata_export built without libmosquitto";
+  TempDir dir;
+  std::string map = makeMap(dir);
+  std::string brokerPasswords = dir.file("broker.passwd");
+  ASSERT_EQ(0, testsupport::runProcess({"/usr/bin/mosquitto_passwd", "-b", "-c", brokerPasswords,
+                                        "meter", "s3cret"})
+                   .exitCode);
+  int port = freePort();
+  // Started as root, mosquitto would read the file as its own user: it stays root here.
+  auto broker = startBroker(dir, port,
+                            "allow_anonymous false\npassword_file " + brokerPasswords +
+                                (geteuid() == 0 ? "\nuser root\n" : "\n"));
+  ASSERT_NE(nullptr, broker);
+
+  auto connectWith = [&](const std::string& fileText) {
+    std::string file = dir.file("exporter.passwd");
+    testsupport::writeFile(file, fileText);
+    return startExporter(map, {"--mqtt", "127.0.0.1:" + std::to_string(port), "--mqtt-user",
+                               "meter", "--mqtt-password-file", file, "--interval", "200"});
+  };
+  auto right = connectWith("s3cret\r\nnot the password\n");
+  EXPECT_TRUE(waitFor([&] { return right->err().find("connected to 127.0.0.1:") !=
+                                   std::string::npos; }, 15s))
+      << right->err();
+  EXPECT_EQ(0, right->stop(SIGTERM).exitCode);
+
+  auto wrong = connectWith("s3cret2\n");
+  EXPECT_TRUE(waitFor([&] { return wrong->err().find("refused the connection") !=
+                                   std::string::npos; }, 15s))
+      << wrong->err();
+  EXPECT_EQ(std::string::npos, wrong->err().find("connected to")) << wrong->err();
+  EXPECT_EQ(0, wrong->stop(SIGTERM).exitCode);
+}
+
 }  // namespace
