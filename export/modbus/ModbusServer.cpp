@@ -19,7 +19,12 @@ constexpr uint64_t kListenTag = 0;
 constexpr uint64_t kStopTag = 1;
 constexpr uint64_t kFirstConnectionTag = 2;
 constexpr int kSweepMs = 1000;
-constexpr int kBacklog = 64;
+// The accept queue holds what arrives while the server thread is not running.
+// A connection that finds it full has its handshake dropped and retried by the
+// client's kernel a second later, so a burst of clients (a SCADA system
+// reconnecting its pollers, a hundred idle sockets) must fit whole; the kernel
+// caps it at net.core.somaxconn.
+constexpr int kBacklog = SOMAXCONN;
 constexpr uint8_t kServerDeviceBusy = 6;
 
 int64_t monotonicMs() {

@@ -7,7 +7,9 @@
 
 #include <errno.h>
 #include <math.h>
+#include <stdio.h>
 
+#include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
@@ -17,6 +19,7 @@
 #include <gtest/gtest.h>
 
 #include "export/modbus/RegisterImageEncoder.h"
+#include "tests/export/modbus/ListenQueue.h"
 #include "tests/export/modbus/RawModbusClient.h"
 #include "tests/support/RepeatingThread.h"
 #include "tests/support/TempDir.h"
@@ -172,6 +175,27 @@ TEST_F(ModbusServerTest, HundredIdleConnectionsDoNotDelayANewClient) {
   ASSERT_TRUE(RawModbusClient::openMany(server_->port(), 100, Bytes{}, &idle));
   expectAnswered(500ms);
   EXPECT_TRUE(testsupport::waitFor([&] { return server_->openConnections() <= 16; }, 2000ms));
+}
+
+// A client whose handshake finds the accept queue full is dropped and retried a
+// second later by its kernel. So that a burst of clients arriving while the
+// server thread waits for a core is never delayed that way, the queue is as
+// long as the kernel allows.
+TEST_F(ModbusServerTest, AcceptQueueIsAsLongAsTheKernelAllows) {
+  startServer();
+  testsupport::ListenQueue queue;
+  const testsupport::ListenQueueLookup lookup =
+      testsupport::lookUpListenQueue(server_->port(), &queue);
+  if (lookup == testsupport::ListenQueueLookup::kUnsupported) {
+    GTEST_SKIP() << "no sock_diag netlink socket here (an emulator?)";
+  }
+  ASSERT_EQ(lookup, testsupport::ListenQueueLookup::kFound);
+  unsigned somaxconn = 0;
+  FILE* file = fopen("/proc/sys/net/core/somaxconn", "re");
+  ASSERT_NE(file, nullptr);
+  ASSERT_EQ(fscanf(file, "%u", &somaxconn), 1);
+  fclose(file);
+  EXPECT_EQ(queue.limit, std::min<unsigned>(somaxconn, SOMAXCONN));
 }
 
 TEST_F(ModbusServerTest, PastMaxClientsTheLongestIdleIsClosed) {
