@@ -7,12 +7,12 @@
 
 #include <errno.h>
 #include <math.h>
-#include <stdio.h>
 
 #include <algorithm>
 #include <atomic>
 #include <chrono>
 #include <memory>
+#include <string>
 #include <thread>
 #include <vector>
 
@@ -190,12 +190,9 @@ TEST_F(ModbusServerTest, AcceptQueueIsAsLongAsTheKernelAllows) {
     GTEST_SKIP() << "no sock_diag netlink socket here (an emulator?)";
   }
   ASSERT_EQ(lookup, testsupport::ListenQueueLookup::kFound);
-  unsigned somaxconn = 0;
-  FILE* file = fopen("/proc/sys/net/core/somaxconn", "re");
-  ASSERT_NE(file, nullptr);
-  ASSERT_EQ(fscanf(file, "%u", &somaxconn), 1);
-  fclose(file);
-  EXPECT_EQ(queue.limit, std::min<unsigned>(somaxconn, SOMAXCONN));
+  const unsigned long somaxconn =
+      std::stoul(testsupport::readFile("/proc/sys/net/core/somaxconn"));
+  EXPECT_EQ(queue.limit, std::min<unsigned long>(somaxconn, SOMAXCONN));
 }
 
 TEST_F(ModbusServerTest, PastMaxClientsTheLongestIdleIsClosed) {
