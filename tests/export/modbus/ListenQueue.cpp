@@ -1,12 +1,10 @@
 #include "tests/export/modbus/ListenQueue.h"
 
 #include <arpa/inet.h>
-#include <errno.h>
 #include <linux/inet_diag.h>
 #include <linux/netlink.h>
 #include <linux/sock_diag.h>
 #include <netinet/in.h>
-#include <netinet/tcp.h>
 #include <string.h>
 #include <sys/socket.h>
 #include <unistd.h>
@@ -19,7 +17,7 @@ struct DiagRequest {
   inet_diag_req_v2 body;
 };
 
-bool sendRequest(int fd, uint16_t port) {
+bool sendRequest(int fd) {
   DiagRequest request;
   memset(&request, 0, sizeof request);
   request.header.nlmsg_len = sizeof request;
@@ -28,7 +26,6 @@ bool sendRequest(int fd, uint16_t port) {
   request.body.sdiag_family = AF_INET;
   request.body.sdiag_protocol = IPPROTO_TCP;
   request.body.idiag_states = 1u << 10;  // TCP_LISTEN
-  request.body.id.idiag_sport = htons(port);
   sockaddr_nl kernel;
   memset(&kernel, 0, sizeof kernel);
   kernel.nl_family = AF_NETLINK;
@@ -36,8 +33,8 @@ bool sendRequest(int fd, uint16_t port) {
                 sizeof kernel) == static_cast<ssize_t>(sizeof request);
 }
 
-// Reads the dump to its end; the dump filters by state only, so the port is
-// matched here.
+// Reads the dump of every IPv4 listener to its end (without a filter program
+// the kernel ignores the request's ports) and keeps the one on port.
 ListenQueueLookup readAnswers(int fd, uint16_t port, ListenQueue* queue) {
   alignas(nlmsghdr) char buffer[16384];
   ListenQueueLookup result = ListenQueueLookup::kNotListening;
@@ -66,7 +63,7 @@ ListenQueueLookup lookUpListenQueue(uint16_t port, ListenQueue* queue) {
   timeval timeout{2, 0};
   setsockopt(fd, SOL_SOCKET, SO_RCVTIMEO, &timeout, sizeof timeout);
   const ListenQueueLookup result =
-      sendRequest(fd, port) ? readAnswers(fd, port, queue) : ListenQueueLookup::kUnsupported;
+      sendRequest(fd) ? readAnswers(fd, port, queue) : ListenQueueLookup::kUnsupported;
   close(fd);
   return result;
 }

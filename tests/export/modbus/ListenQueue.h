@@ -14,7 +14,7 @@ struct ListenQueue {
 
 enum class ListenQueueLookup { kFound, kNotListening, kUnsupported };
 
-// Looks up the IPv4 socket listening on 127.0.0.1:port. kUnsupported when the
+// Looks up the IPv4 socket listening on port. kUnsupported when the
 // kernel (or an emulator in between) offers no sock_diag netlink socket.
 // Thread-safe: uses a socket of its own.
 ListenQueueLookup lookUpListenQueue(uint16_t port, ListenQueue* queue);
